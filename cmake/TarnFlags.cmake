@@ -1,0 +1,16 @@
+# Compiler settings of our own targets: linked PRIVATE as tarn_flags, so that they reach no other project.
+add_library(tarn_flags INTERFACE)
+
+if(MSVC)
+  target_compile_options(tarn_flags INTERFACE /W4 $<$<BOOL:${TARN_WERROR}>:/WX>)
+else()
+  # Without contraction a float result is the same on every processor.
+  target_compile_options(tarn_flags INTERFACE -Wall -Wextra -Wpedantic -Wshadow -ffp-contract=off
+                                              $<$<BOOL:${TARN_WERROR}>:-Werror>)
+endif()
+
+if(TARN_SANITIZE)
+  target_compile_options(tarn_flags INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=undefined
+                                              -fno-omit-frame-pointer)
+  target_link_options(tarn_flags INTERFACE -fsanitize=address,undefined)
+endif()
