@@ -153,6 +153,8 @@ Geometry::Geometry()
       triBuffer(0), quadBuffer(0) {}
 
 Geometry::~Geometry() {
+    if (!glContextActive())
+        return; // the context has gone first and took the buffers with it
     if (quadBuffer)
         deleteBuffers(1, &quadBuffer);
     if (triBuffer)

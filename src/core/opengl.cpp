@@ -6,3 +6,7 @@
 GlFunction getGlFunction(const char* name) {
     return sf::Context::getFunction(name);
 }
+
+bool glContextActive() {
+    return sf::Context::getActiveContextId() != 0;
+}

@@ -19,6 +19,9 @@ using GlFunction = void (*)();
 /// @return null when the driver does not know the name.
 GlFunction getGlFunction(const char* name);
 
+/// Whether any OpenGL context is current in this thread.
+bool glContextActive();
+
 /// Sets a typed function pointer to the entry point called name (null when there is none).
 template <typename Function>
 void fetchGlFunction(Function& function, const char* name) {

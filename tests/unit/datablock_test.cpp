@@ -29,7 +29,8 @@ std::string contentOf(const char* file) {
 /// Runs in a fresh working directory.
 class DataBlockFiles : public testing::Test {
 protected:
-    const fs::path before = fs::current_path(), directory = testing::TempDir() + "/datablock_test";
+    const fs::path before = fs::current_path(),
+                   directory = testing::TempDir() + "/datablock_" + std::to_string(getpid());
 
     void SetUp() override {
         fs::create_directory(directory);

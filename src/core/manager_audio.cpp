@@ -1,0 +1,366 @@
+// The managers of what is heard: sound effects on channels, and streamed music. Channels and players are
+// owned as arrays; channels go before the sounds whose buffers they play.
+#include "manager_audio.h"
+
+#include "manager.h"
+#include "strfuncs.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <new>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr int kDefaultChannels = 64;
+constexpr int kDefaultPlayers = 8;
+
+// A sample of this value is 1.0 in the engine's floats. It leaves headroom: full scale is about 2.0.
+constexpr float kSampleScale = 16383.0f;
+
+// More than the best case of the compressed formats, a long silence.
+constexpr std::uint64_t kMostSamplesPerByte = 16384;
+
+constexpr char kNoDevice[] = "Failed to open the audio device";
+
+enum class Device { Unknown, Present, Missing };
+Device device = Device::Unknown; // settled by the first manager, for the process
+
+// Without an audio device the library complains about every single call, a thousand lines for the channels
+// alone. While one of these lives, such reports are held back; what else the library has to say is passed on,
+// and the missing device is reported once.
+class ReportFilter {
+public:
+    ReportFilter() {
+        if (device != Device::Present)
+            original = sf::err().rdbuf(caught.rdbuf());
+    }
+
+    ~ReportFilter() {
+        if (!original)
+            return;
+        sf::err().rdbuf(original);
+        const std::string text = caught.str();
+        if (device == Device::Unknown) {
+            device = contains(text, kNoDevice) ? Device::Missing : Device::Present;
+            if (device == Device::Missing)
+                sf::err() << kNoDevice << std::endl;
+        }
+        const bool consequence = contains(text, kNoDevice) || contains(text, "OpenAL");
+        if (device == Device::Present || !consequence)
+            sf::err() << text << std::flush;
+    }
+
+    ReportFilter(const ReportFilter&) = delete;
+    ReportFilter& operator=(const ReportFilter&) = delete;
+
+private:
+    static bool contains(const std::string& text, const char* part) {
+        return text.find(part) != std::string::npos;
+    }
+
+    std::ostringstream caught;
+    std::streambuf* original = nullptr;
+};
+
+SoundBufferItem* asSound(int* item) {
+    return reinterpret_cast<SoundBufferItem*>(item);
+}
+
+int* asItem(SoundBufferItem* sound) {
+    return reinterpret_cast<int*>(sound);
+}
+
+void applyProps(sf::SoundSource& source, float volume, float pitch, float x, float y, float z) {
+    if (std::isfinite(volume))
+        source.setVolume(std::max(volume, 0.0f) * 100.0f);
+    if (std::isfinite(pitch) && pitch > 0.0f)
+        source.setPitch(pitch);
+    if (std::isfinite(x) && std::isfinite(y) && std::isfinite(z))
+        source.setPosition(x, y, z);
+}
+
+// The channel counts are those that the audio library has a sample format for.
+bool isPlayable(std::uint64_t samples, unsigned channelCount, unsigned sampleRate) {
+    const bool layoutKnown = channelCount == 1 || channelCount == 2 || channelCount == 4 ||
+                             (channelCount >= 6 && channelCount <= 8);
+    return samples > 0 && layoutKnown && sampleRate > 0;
+}
+
+// The library hangs on directories, on unknown channel counts and on headers that announce far more samples
+// than any compression can hold, so files are looked at before it may have them. It names files that it
+// cannot open.
+bool isSoundFile(const std::string& path) {
+    std::error_code error;
+    sf::InputSoundFile file;
+    const bool regular = std::filesystem::is_regular_file(path, error);
+    if (regular && !file.openFromFile(path))
+        return false;
+    const std::uint64_t mostSamples = std::filesystem::file_size(path, error) * kMostSamplesPerByte;
+    if (!error && file.getSampleCount() <= mostSamples &&
+        isPlayable(file.getSampleCount(), file.getChannelCount(), file.getSampleRate()))
+        return true;
+    fprintf(stderr, "Not a playable sound file: %s\n", path.c_str());
+    return false;
+}
+
+std::int16_t toSample(float value) {
+    const float scaled = value * kSampleScale;
+    if (std::isnan(scaled))
+        return 0;
+    return static_cast<std::int16_t>(std::min(std::max(scaled, -32768.0f), 32767.0f));
+}
+
+std::int16_t meanSample(const float* values, int count) {
+    float sum = 0.0f;
+    for (int i = 0; i < count; i++)
+        sum += values[i];
+    return toSample(sum / static_cast<float>(count));
+}
+
+} // namespace
+
+// ---- AudioManager: channels
+
+AudioManager::AudioManager() {
+    SetMaxChannels(kDefaultChannels);
+}
+
+AudioManager::~AudioManager() {
+    const ReportFilter filter;
+    SetMaxChannels(0);
+    priv_DestroyItems<SoundBufferItem>();
+}
+
+void AudioManager::SetMaxChannels(int n) {
+    const ReportFilter filter;
+    delete[] channels;
+    channelCount = std::max(n, 0);
+    channels = channelCount > 0 ? new SoundSlot[channelCount] : nullptr;
+}
+
+void AudioManager::SetTime(float now, float) {
+    curTime = now;
+}
+
+int AudioManager::GetLastIndex() {
+    return lastIndex;
+}
+
+void AudioManager::SetAudProps(int channel, float volume, float pitch, bool loop, float x, float y, float z) {
+    if (channel < 0 || channel >= channelCount)
+        return;
+    const ReportFilter filter;
+    SoundSlot& slot = channels[channel];
+    applyProps(slot, volume, pitch, x, y, z);
+    slot.setLoop(loop);
+    slot.looping = loop;
+}
+
+void AudioManager::StopAudio(int channel) {
+    if (channel < 0 || channel >= channelCount)
+        return;
+    const ReportFilter filter;
+    SoundSlot& slot = channels[channel];
+    slot.stop();
+    slot.endTime = curTime;
+    slot.looping = false;
+}
+
+// ---- AudioManager: items
+
+void AudioManager::QueryFile(const char* path, MediaManagerGroup* group, int* first, int* count) {
+    QueryFileOneItem(path, group, first, count);
+    GetItem(*first, group);
+}
+
+void AudioManager::LoadFile(GroupFileItem* file, MediaManagerGroup* group) {
+    const ReportFilter filter;
+    const std::string path = nativePath(file->path.CStr());
+    auto sound = std::make_unique<SoundBufferItem>();
+    if (!isSoundFile(path) || !sound->loadFromFile(path)) {
+        printf("Error: Audio File Not Loaded.\n");
+        priv_FinishLoad(file, group, nullptr);
+        return;
+    }
+    sound->itemIndex = group->entriesPtr[file->firstItem].globalIndex;
+    sound->duration = sound->getDuration().asSeconds();
+    priv_FinishLoad(file, group, asItem(sound.release()));
+}
+
+int AudioManager::NewAudio(const char* name, const char* group) {
+    const ReportFilter filter;
+    int** slot = nullptr;
+    auto* sound = new SoundBufferItem;
+    sound->itemIndex = CreateEmptyItem(group, name, &slot);
+    *slot = asItem(sound);
+    return sound->itemIndex;
+}
+
+void AudioManager::GetAudioData(int globalIndex, FloatDataBlock* out) {
+    SoundBufferItem* sound = priv_Sound(globalIndex);
+    if (!sound || !out)
+        return;
+    const sf::Int16* samples = sound->getSamples();
+    for (sf::Uint64 i = 0; i < sound->getSampleCount(); i++)
+        out->AddVal(static_cast<float>(samples[i]) / kSampleScale);
+}
+
+void AudioManager::SetAudioData(int globalIndex, float* values, int count, int sampleChannels, int sampleRate,
+                                int step) {
+    SoundBufferItem* sound = priv_Sound(globalIndex);
+    if (!sound || !values)
+        return;
+    const int perSample = std::max(step, 1);
+    const int sampleCount = std::max(count, 0) / perSample;
+    if (sampleRate < 1 || sampleChannels < 1 ||
+        !isPlayable(sampleCount, static_cast<unsigned>(sampleChannels), static_cast<unsigned>(sampleRate))) {
+        printf("Error: audio data not set (%i samples, %i channels, rate %i).\n", sampleCount, sampleChannels,
+               sampleRate);
+        return;
+    }
+    std::vector<std::int16_t> samples(static_cast<std::size_t>(sampleCount));
+    for (int i = 0; i < sampleCount; i++)
+        samples[i] = meanSample(values + i * perSample, perSample);
+    const ReportFilter filter;
+    // Channels that play this buffer are stopped and given the new samples by the audio library.
+    sound->loadFromSamples(samples.data(), samples.size(), static_cast<unsigned>(sampleChannels),
+                           static_cast<unsigned>(sampleRate));
+    sound->duration = sound->getDuration().asSeconds();
+}
+
+SoundBufferItem* AudioManager::priv_Sound(int globalIndex) {
+    return asSound(GetItem(globalIndex));
+}
+
+// ---- AudioManager: playing
+
+void AudioManager::priv_Use(int* item) {
+    if (!item || channelCount == 0)
+        return;
+    const ReportFilter filter;
+    SoundBufferItem& sound = *asSound(item);
+    bool holdsBuffer = false;
+    lastIndex = priv_ChooseChannel(sound, &holdsBuffer);
+    sound.lastChannel = lastIndex;
+    SoundSlot& slot = channels[lastIndex];
+    // A looping channel that is taken over loops no longer.
+    if (slot.ownerIndex >= 0)
+        slot.looping = false;
+    slot.ownerIndex = sound.itemIndex;
+    if (!holdsBuffer)
+        slot.setBuffer(sound);
+    slot.play();
+    applyProps(slot, 1.0f, 1.0f, 0.0f, 0.0f, 0.0f);
+    slot.setLoop(false);
+    slot.endTime = curTime + sound.duration;
+}
+
+bool AudioManager::priv_IsFree(const SoundSlot& slot) const {
+    return slot.endTime < curTime && !slot.looping;
+}
+
+int AudioManager::priv_ChooseChannel(const SoundBufferItem& sound, bool* holdsBuffer) const {
+    const int last = sound.lastChannel;
+    *holdsBuffer = false;
+    // The last channel may be gone: the number of channels can shrink.
+    if (last >= 0 && last < channelCount && channels[last].ownerIndex == sound.itemIndex &&
+        priv_IsFree(channels[last]))
+        return last;
+    const int start = last + 1;
+    for (int i = 0; i < channelCount; i++) {
+        const int channel = (start - i + channelCount) % channelCount;
+        if (channels[channel].ownerIndex == sound.itemIndex && priv_IsFree(channels[channel])) {
+            *holdsBuffer = true;
+            return channel;
+        }
+    }
+    return priv_FirstFreeChannel(start);
+}
+
+int AudioManager::priv_FirstFreeChannel(int start) const {
+    for (int i = 0; i < channelCount; i++) {
+        const int channel = (start + i) % channelCount;
+        if (channels[channel].ownerIndex < 0)
+            return channel;
+    }
+    for (int i = 0; i < channelCount; i++) {
+        const int channel = (start + i) % channelCount;
+        if (priv_IsFree(channels[channel]))
+            return channel;
+    }
+    return (start + channelCount - 1) % channelCount;
+}
+
+// ---- MusicManager
+
+MusicManager::MusicManager() {
+    SetMaxChannels(kDefaultPlayers);
+}
+
+MusicManager::~MusicManager() {
+    SetMaxChannels(0);
+}
+
+void MusicManager::SetPathPrefix(const char* prefix) {
+    pathPrefix.Assign(prefix ? prefix : "");
+}
+
+void MusicManager::SetMaxChannels(int n) {
+    const ReportFilter filter;
+    delete[] musics;
+    musicCount = std::max(n, 0);
+    musics = musicCount > 0 ? new sf::Music[musicCount] : nullptr;
+}
+
+void MusicManager::LoadFile(int number, const char* file) {
+    sf::Music* player = priv_Player(number);
+    if (!player)
+        return;
+    const ReportFilter filter;
+    DataBlock path;
+    path.Append(&pathPrefix);
+    path.Append(file ? file : "");
+    const std::string native = nativePath(path.CStr());
+    if (isSoundFile(native) && player->openFromFile(native))
+        return;
+    printf("Error: Music failed to load\n");
+    // A player whose last file went wrong would play on without end; a new one has nothing to play.
+    player->~Music();
+    new (player) sf::Music;
+}
+
+void MusicManager::Play(int number) {
+    sf::Music* player = priv_Player(number);
+    // A stream nobody hears would only keep a thread busy.
+    if (player && device != Device::Missing)
+        player->play();
+}
+
+void MusicManager::SetMusicProps(int number, float volume, float pitch, bool loop, float x, float y,
+                                 float z) {
+    sf::Music* player = priv_Player(number);
+    if (!player)
+        return;
+    const ReportFilter filter;
+    applyProps(*player, volume, pitch, x, y, z);
+    player->setLoop(loop);
+}
+
+void MusicManager::Stop(int number) {
+    sf::Music* player = priv_Player(number);
+    if (!player)
+        return;
+    const ReportFilter filter;
+    player->stop();
+}
+
+sf::Music* MusicManager::priv_Player(int number) {
+    return number >= 0 && number < musicCount ? &musics[number] : nullptr;
+}
