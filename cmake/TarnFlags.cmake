@@ -13,4 +13,6 @@ if(TARN_SANITIZE)
   target_compile_options(tarn_flags INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=undefined
                                               -fno-omit-frame-pointer)
   target_link_options(tarn_flags INTERFACE -fsanitize=address,undefined)
+  set(is_program "$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>")
+  target_sources(tarn_flags INTERFACE "$<${is_program}:${CMAKE_CURRENT_LIST_DIR}/keep_modules.cpp>")
 endif()

@@ -20,11 +20,7 @@ const int smallestDim = 32;
 const int longestWord = 31;
 const char* const logName = "TNLOG.txt";
 
-bool isLineBreak(unsigned char c) {
-    return c == '\n' || c == '\r';
-}
-
-bool isSeparator(unsigned char c) {
+bool isSeparator(char c) {
     return c == ' ' || isLineBreak(c);
 }
 

@@ -86,11 +86,10 @@ public:
     void RemoveEndNulls();
     /// Reads values at the cursor, one pointer argument per letter of fmt:
     ///   f  float*: 4 bytes    i  int*: 4 bytes    c  char*: 1 byte
-    ///   w  char[32]: the next word of at most 31 characters; space, line feed and carriage return separate
-    ///   words,
-    ///      a longer word continues as the next one; line breaks right behind the word are consumed. Sets eof
-    ///      at len.
-    /// Where less is left than f, i or c need, the value is 0 and the cursor goes to the end.
+    ///   w  char[32]: the next word
+    /// Words are separated by spaces, line feeds and carriage returns; one of more than 31 characters goes on
+    /// as the next. Line breaks right behind a word are consumed with it. A word reader that comes to len
+    /// sets eof. Where less is left than f, i or c need, the value is 0 and the cursor goes to the end.
     /// @return true if line breaks followed a word read by this call: it ended its line.
     bool GetData(int* pos, const char* fmt, ...);
     /// Overwrites bytes at the cursor with the values that AppendData would append, and moves the cursor past

@@ -47,8 +47,7 @@ bool mayWrite(const fs::path& file) {
 #endif
 }
 
-// Makes the written bytes reach the disk, so that a rename never puts an unwritten file in place of a whole
-// one.
+// Makes the written bytes reach the disk: a rename must never put an unwritten file in a whole one's place.
 bool flushToDisk(FILE* stream) {
     if (fflush(stream) != 0)
         return false;

@@ -105,16 +105,17 @@ bool vertexBuffersAvailable() {
     static bool reported = false;
     if (genBuffers)
         return true;
+    fetchGlFunction(genBuffers, "glGenBuffersARB");
     fetchGlFunction(bindBuffer, "glBindBufferARB");
     fetchGlFunction(deleteBuffers, "glDeleteBuffersARB");
     fetchGlFunction(bufferData, "glBufferDataARB");
-    if (bindBuffer && deleteBuffers && bufferData)
-        fetchGlFunction(genBuffers, "glGenBuffersARB");
-    if (!genBuffers && !reported) {
+    if (genBuffers && bindBuffer && deleteBuffers && bufferData)
+        return true;
+    genBuffers = nullptr; // stands for all four
+    if (!reported)
         printf("ERR: vertex buffers not available, drawing from memory\n");
-        reported = true;
-    }
-    return genBuffers != nullptr;
+    reported = true;
+    return false;
 }
 
 /// Uploads a vertex list, into a new buffer object when buffer is 0, and leaves the buffer bound.

@@ -63,8 +63,8 @@ public:
 
     /// Reads OBJ text from *pos up to the line of the next object ("o" or "g") or to the end, and appends its
     /// faces of 3 or 4 corners; faces with other numbers of corners are skipped. Faces may precede the object
-    /// line, which then only gives the name. A face, a comment and an object's name end with their line,
-    /// blanks at its end or not; numbers are taken from the next lines when their own is too short. Every
+    /// line, which then only gives the name. A face and a comment end with their line, blanks at its end or
+    /// not; an object's name and numbers are taken from the next lines when their own is too short. Every
     /// call advances *pos unless it is at the end already.
     /// @param pos  byte position in data; left where the next object begins
     /// @param collected  the file's attributes so far; indices that it does not hold read as zeros

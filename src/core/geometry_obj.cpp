@@ -32,6 +32,7 @@ public:
         return AtEnd() || IsBreak(Bytes()[pos]);
     }
 
+    /// Leaves the last word's line. A word that ended its line has left it already.
     void SkipLine() {
         if (!lineEnded)
             data->SkipToNextLine(&pos);
@@ -70,12 +71,9 @@ void readNumbers(WordReader& reader, FloatDataBlock& store, int count) {
         store.AddVal(stringToFloat(reader.Next()));
 }
 
-/// Reads the object's name and writes it, shortened, to name if that is not null.
+/// Reads the object's name, on whichever line it is, and writes it, shortened, to name if that is not null.
 void readName(WordReader& reader, char* name) {
-    if (reader.AtLineEnd())
-        reader.word[0] = 0;
-    else
-        reader.Next();
+    reader.Next();
     toLower(reader.word);
     char* lastUnderscore = strrchr(reader.word, '_');
     if (lastUnderscore && lastUnderscore > reader.word)
@@ -147,17 +145,17 @@ bool startsObject(const char* keyword) {
 
 bool Geometry::LoadOBJFileSegment(DataBlock* data, int* pos, ObjCollectedVertData* collected, char* name) {
     WordReader reader(data, *pos);
-    int objectEnd = -1; // where this segment's object line was read up to; -1 = none seen
+    int signEnd = -1; // behind the object sign of this segment; -1 = none seen
     int nextObject = -1;
     do {
         if (!startsObject(reader.Next())) {
             readRecord(reader, *collected, *this);
-        } else if (objectEnd < 0) {
+        } else if (signEnd < 0) {
+            signEnd = reader.Pos();
             readName(reader, name);
-            objectEnd = reader.Pos();
         } else {
             // Two objects on one line must not send the next segment back to the first of them for ever.
-            nextObject = reader.LineStart(objectEnd);
+            nextObject = reader.LineStart(signEnd);
         }
     } while (nextObject < 0 && !reader.AtEnd());
 

@@ -43,10 +43,19 @@ int countLineBreaks(const char* text) {
     return count;
 }
 
-float alignmentShift(int align, float lineWidth) {
-    if (align >= 1)
-        return 0;
-    return align == -1 ? -lineWidth : -0.5f * lineWidth;
+/// Appends the quads of one line, left-aligned with its base at y.
+/// @return the line's width, the spacing after its last character included
+float appendLine(Geometry& mesh, const FontProps& font, const char* text, size_t length, float y,
+                 float spacing) {
+    float x = 0;
+    for (size_t i = 0; i < length; ++i) {
+        const unsigned char code = static_cast<unsigned char>(text[i]);
+        float vertices[4 * 8];
+        makeGlyph(font, code, x, y, vertices);
+        mesh.privAddFace(vertices, 4);
+        x += font.widths[code] + spacing;
+    }
+    return x;
 }
 
 } // namespace
@@ -62,28 +71,15 @@ void Geometry::CreateText(const char* text, FontProps* font, GeomTextParams* par
     // time.
     shiftQuads(*this, 0, 1, step * static_cast<float>(lineBreaks));
 
-    int lineStart = 0; // index of the line's first quad
-    int line = 0;
-    int made = 0;
-    float penX = 0;
-    for (;; ++text) {
-        if (*text == '\n' || *text == 0) {
-            if (layout.align < 1)
-                shiftQuads(*this, lineStart, 0, alignmentShift(layout.align, penX));
-            if (*text == 0)
-                break;
-            lineStart = made;
-            penX = 0;
-            ++line;
-            continue;
-        }
-        const unsigned char code = static_cast<unsigned char>(*text);
-        const float penY = -0.5f + step * (static_cast<float>(lineBreaks) - 2 * static_cast<float>(line));
-        float vertices[4 * 8];
-        makeGlyph(*font, code, penX, penY, vertices);
-        if (privAddFace(vertices, 4))
-            ++made;
-        penX += font->widths[code] + layout.spacing;
+    const int quadsBefore = quadCount;
+    for (int line = 0; line <= lineBreaks; ++line) {
+        const int lineStart = quadCount - quadsBefore;
+        const size_t length = strcspn(text, "\n");
+        const float y = -0.5f + step * static_cast<float>(lineBreaks - 2 * line);
+        const float width = appendLine(*this, *font, text, length, y, layout.spacing);
+        if (layout.align < 1)
+            shiftQuads(*this, lineStart, 0, layout.align == -1 ? -width : -0.5f * width);
+        text += length + 1;
     }
     privRefreshData();
     needsCompile = true;

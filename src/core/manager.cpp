@@ -4,6 +4,8 @@
 
 #include "strfuncs.h"
 
+#include <algorithm>
+#include <climits>
 #include <cstdio>
 #include <type_traits>
 
@@ -40,8 +42,17 @@ MediaManagerGroup::~MediaManagerGroup() {
         delete static_cast<GroupFileItem*>(files.Pop(-1));
 }
 
+// The room doubles while the length grows by one entry, so that a file of many objects is not copied for
+// each.
 GroupItemEntry* MediaManagerGroup::AddEntry(int fileIndex, int globalIndex) {
-    entries.Resize((itemCount + 1) * static_cast<int>(sizeof(GroupItemEntry)));
+    const long long size = (itemCount + 1LL) * static_cast<long long>(sizeof(GroupItemEntry));
+    if (size > INT_MAX)
+        return nullptr;
+    if (size > entries.dim)
+        entries.ResizeDim(static_cast<int>(std::min<long long>(2 * size, INT_MAX)));
+    entries.Resize(static_cast<int>(size));
+    if (entries.Len() != size)
+        return nullptr;
     entriesPtr = reinterpret_cast<GroupItemEntry*>(entries.Ptr());
     GroupItemEntry* entry = &entriesPtr[itemCount++];
     *entry = {{}, fileIndex, globalIndex, false};
@@ -91,9 +102,11 @@ void MediaManager::QueryFileOneItem(const char* path, MediaManagerGroup* group, 
     GroupFileItem* file = group->AddFile(path);
     file->lastItem = file->firstItem;
     GroupItemEntry* entry = group->AddEntry(group->files.Count() - 1, itemCount);
-    strcopy(itemName, entry->name, kNameLimit);
     store(first, file->firstItem);
-    store(count, 1);
+    store(count, entry ? 1 : 0);
+    if (!entry)
+        return;
+    strcopy(itemName, entry->name, kNameLimit);
 }
 
 void MediaManager::SetPathPrefix(const char* prefix) {
@@ -118,8 +131,10 @@ int MediaManager::CreateEmptyItem(const char* groupName, const char* name, int**
     GroupFileItem* file = group->AddFile("");
     file->lastItem = file->firstItem;
     file->state = 1;
+    GroupItemEntry* entry = group->AddEntry(group->files.Count() - 1, itemCount);
+    if (!entry)
+        return -1;
     const int globalIndex = itemCount++;
-    GroupItemEntry* entry = group->AddEntry(group->files.Count() - 1, globalIndex);
     strcopy(textOrEmpty(name), entry->name, kNameLimit);
     entry->loaded = true;
     priv_CoverIndex(itemCount);
@@ -194,7 +209,8 @@ int* MediaManager::GetItem(int localIndex, MediaManagerGroup* group) {
         printf("Error: group index %i out of range\n", localIndex);
         return nullptr;
     }
-    const GroupItemEntry& entry = group->entriesPtr[localIndex];
+    // A copy: loading may register more content and so move the entries.
+    const GroupItemEntry entry = group->entriesPtr[localIndex];
     if (!entry.loaded)
         LoadFile(static_cast<GroupFileItem*>(group->files.Get(entry.fileIndex)), group);
     return GetLoadedItem(entry.globalIndex);

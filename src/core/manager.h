@@ -66,7 +66,7 @@ public:
     MediaManagerGroup& operator=(const MediaManagerGroup&) = delete;
 
     /// Appends an unnamed, unloaded entry; its local index is the itemCount from before the call.
-    /// @return good until the next registration in this group.
+    /// @return good until the next registration in this group; null when the group is full.
     GroupItemEntry* AddEntry(int fileIndex, int globalIndex);
 
     /// Appends the record of a file in state 0 that provides no items yet.
@@ -162,7 +162,7 @@ public:
 
     /// Registers an item that has no file and counts as loaded.
     /// @param slot receives the address of the item's slot, which the caller fills.
-    /// @return the item's global index.
+    /// @return the item's global index; -1, with slot left alone, when the group is full.
     int CreateEmptyItem(const char* group, const char* name, int*** slot);
 
     TNQ subLists;              // of MediaManagerSubList*, owned; always itemCount / 256 + 1 pages
@@ -201,7 +201,7 @@ public:
     ~TextureManager();
 
     void QueryFile(const char* path, MediaManagerGroup* group, int* first, int* count) override;
-    /// The first failure of a file prints "Error: could not load texture %s\n".
+    /// A failure is reported by the image library alone, on standard error, with the file's name.
     void LoadFile(GroupFileItem* file, MediaManagerGroup* group) override;
     void priv_Use(int* item) override;
 };

@@ -37,13 +37,13 @@ Device device = Device::Unknown; // settled by the first manager, for the proces
 // and the missing device is reported once.
 class ReportFilter {
 public:
-    ReportFilter() {
-        if (device != Device::Present)
+    ReportFilter() : catching(device != Device::Present), original(nullptr) {
+        if (catching)
             original = sf::err().rdbuf(caught.rdbuf());
     }
 
     ~ReportFilter() {
-        if (!original)
+        if (!catching)
             return;
         sf::err().rdbuf(original);
         const std::string text = caught.str();
@@ -65,8 +65,9 @@ private:
         return text.find(part) != std::string::npos;
     }
 
+    const bool catching;
     std::ostringstream caught;
-    std::streambuf* original = nullptr;
+    std::streambuf* original; // of the library's stream; may be null
 };
 
 SoundBufferItem* asSound(int* item) {
@@ -197,10 +198,13 @@ void AudioManager::LoadFile(GroupFileItem* file, MediaManagerGroup* group) {
 int AudioManager::NewAudio(const char* name, const char* group) {
     const ReportFilter filter;
     int** slot = nullptr;
+    const int globalIndex = CreateEmptyItem(group, name, &slot);
+    if (!slot)
+        return globalIndex;
     auto* sound = new SoundBufferItem;
-    sound->itemIndex = CreateEmptyItem(group, name, &slot);
+    sound->itemIndex = globalIndex;
     *slot = asItem(sound);
-    return sound->itemIndex;
+    return globalIndex;
 }
 
 void AudioManager::GetAudioData(int globalIndex, FloatDataBlock* out) {

@@ -113,6 +113,8 @@ void GeometryManager::LoadObjFile(const char* path, MediaManagerGroup* group, in
     bool atEnd = false;
     while (!atEnd) {
         GroupItemEntry* entry = group->AddEntry(fileIndex, globalIndex);
+        if (!entry)
+            break;
         auto* mesh = new Geometry;
         atEnd = mesh->LoadOBJFileSegment(&data, &pos, &collected, entry->name);
         entry->loaded = true;
@@ -142,7 +144,8 @@ int GeometryManager::NewGeom(const char* name) {
 int GeometryManager::NewGeom(const char* group, const char* name) {
     int** slot = nullptr;
     const int globalIndex = CreateEmptyItem(group, name, &slot);
-    *slot = reinterpret_cast<int*>(new Geometry);
+    if (slot)
+        *slot = reinterpret_cast<int*>(new Geometry);
     return globalIndex;
 }
 

@@ -24,15 +24,14 @@ class V4;
 /// A 2D texture object with what it was made from.
 class Texture {
 public:
-    unsigned texId;       // 0 until loaded, generated or first used as a target
-    char path[256];       // image file, zero-terminated
-    DataBlock pixelBlock; // storage a caller may keep its pixels in; the engine leaves it empty
-    unsigned char*
-        pixels;           // for Generate and TexPassEffect: RGB rows padded to 4 bytes; the caller's, or null
-    int width;            // pixels
-    int height;           // pixels
-    unsigned fbo;         // framebuffer of the render target; 0 until the first BeginRTT
-    unsigned depthBuffer; // depth renderbuffer that belongs to fbo
+    unsigned texId;        // 0 until loaded, generated or first used as a target
+    char path[256];        // image file, zero-terminated
+    DataBlock pixelBlock;  // storage a caller may keep its pixels in; the engine leaves it empty
+    unsigned char* pixels; // RGB rows padded to 4 bytes, for Generate and TexPassEffect; caller's or null
+    int width;             // pixels
+    int height;            // pixels
+    unsigned fbo;          // framebuffer of the render target; 0 until the first BeginRTT
+    unsigned depthBuffer;  // depth renderbuffer that belongs to fbo
 
     Texture();
     ~Texture(); ///< Releases pixelBlock only: texture, framebuffer and renderbuffer live on in the context.
@@ -106,8 +105,7 @@ public:
 
     /// Reads a meta file and builds the program from it; includes come from "include" beside the file.
     /// @return false, after printing "SHADER DONT EXIST!!@", when the file cannot be opened; true otherwise,
-    /// even
-    ///         when compiling failed.
+    ///         even when compiling failed.
     bool LoadMetaFile(const char* path);
 
     /// Builds the program from the files vertPath and fragPath.

@@ -15,16 +15,16 @@
 
 namespace {
 
-constexpr const char* CAPTURE_PREFIX = "capture";
-constexpr int PREFIX_LENGTH = 7;
-constexpr int NUMBER_DIGITS = 3;
-constexpr uint32_t BMP_HEADER_SIZE = 54; // file header 14, information header 40
+constexpr const char* kCapturePrefix = "capture";
+constexpr int kPrefixLength = 7;
+constexpr int kNumberDigits = 3;
+constexpr uint32_t kBmpHeaderSize = 54; // file header 14, information header 40
 
 /// The three characters after the prefix read as digits, whatever they are; -1 for other and shorter names.
 int captureNumber(const char* name) {
-    if (!strBeginsWith(name, CAPTURE_PREFIX, true) || strlength(name) < PREFIX_LENGTH + NUMBER_DIGITS)
+    if (!strBeginsWith(name, kCapturePrefix, true) || strlength(name) < kPrefixLength + kNumberDigits)
         return -1;
-    const char* digit = name + PREFIX_LENGTH;
+    const char* digit = name + kPrefixLength;
     return 100 * (digit[0] - '0') + 10 * (digit[1] - '0') + (digit[2] - '0');
 }
 
@@ -46,8 +46,8 @@ int highestCapture(const std::string& dir) {
 
 std::string capturePath(const char* dir, int number) {
     char digits[32];
-    IntToStr(number, digits, NUMBER_DIGITS);
-    return nativePath((std::string(dir) + "\\" + CAPTURE_PREFIX + digits + ".bmp").c_str());
+    IntToStr(number, digits, kNumberDigits);
+    return nativePath((std::string(dir) + "\\" + kCapturePrefix + digits + ".bmp").c_str());
 }
 
 /// The path of the next capture. The scan sees three digits only, so numbers of four may be taken.
@@ -67,10 +67,10 @@ void putBytes(unsigned char* out, uint32_t value, int bytes) {
 }
 
 bool writeBitmap(FILE* file, int w, int h, const unsigned char* rows, uint32_t imageSize) {
-    unsigned char header[BMP_HEADER_SIZE] = {'B', 'M'};
-    putBytes(header + 2, BMP_HEADER_SIZE + imageSize, 4);
-    putBytes(header + 10, BMP_HEADER_SIZE, 4); // where the pixels start
-    putBytes(header + 14, 40, 4);              // size of the information header, which begins here
+    unsigned char header[kBmpHeaderSize] = {'B', 'M'};
+    putBytes(header + 2, kBmpHeaderSize + imageSize, 4);
+    putBytes(header + 10, kBmpHeaderSize, 4); // where the pixels start
+    putBytes(header + 14, 40, 4);             // size of the information header, which begins here
     putBytes(header + 18, static_cast<uint32_t>(w), 4);
     putBytes(header + 22, static_cast<uint32_t>(h), 4);
     putBytes(header + 26, 1, 2);  // planes
@@ -89,7 +89,7 @@ void CaptureScreen(int w, int h, const char* dir) {
     // Rows are padded to 4 bytes, in the file as in what OpenGL delivers.
     uint64_t rowBytes = (static_cast<uint64_t>(w) * 3 + 3) / 4 * 4;
     uint64_t imageSize = rowBytes * static_cast<uint64_t>(h);
-    if (imageSize > UINT32_MAX - BMP_HEADER_SIZE)
+    if (imageSize > UINT32_MAX - kBmpHeaderSize)
         return;
     std::unique_ptr<unsigned char[]> rows(new (std::nothrow) unsigned char[imageSize]());
     FILE* file = rows ? fopen(path.c_str(), "wb") : nullptr;

@@ -8,8 +8,8 @@
 
 namespace {
 
-constexpr int IDS_PER_LIST = 256;
-constexpr int ID_COUNT = 256 * IDS_PER_LIST;
+constexpr int kIdsPerList = 256;
+constexpr int kIdCount = 256 * kIdsPerList;
 
 /// Appends dir, the id in five digits and the extension to an empty path.
 void numberedPath(DataBlock& path, const char* dir, int id, const char* extension) {
@@ -29,9 +29,9 @@ ContentEntry* ContentList::LoadItem(int) {
 }
 
 ContentEntry* ContentList::privFetchEntry(int id) {
-    if (id < 0 || id >= ID_COUNT)
+    if (id < 0 || id >= kIdCount)
         return nullptr;
-    ContentSubList& list = subLists[id / IDS_PER_LIST];
+    ContentSubList& list = subLists[id / kIdsPerList];
     for (int i = 0; i < list.Count(); i++) {
         ContentEntry* entry = static_cast<ContentEntry*>(list.Get(i));
         if (entry->id == id)

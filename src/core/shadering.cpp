@@ -171,14 +171,14 @@ void TexCreateSetupFBO(Texture* tex) {
 
 namespace {
 
-constexpr int MAX_LINE = 256; // with the terminator; longer source lines are cut
-constexpr int LOG_SIZE = 2000;
+constexpr int kMaxLine = 256; // with the terminator; longer source lines are cut
+constexpr int kLogSize = 2000;
 
 /// Prints a shader's info log if it tells of an error.
 /// @param quietOnNoErrors some drivers report success as "No errors": keep that to ourselves.
 void printShaderErrors(const char* stage, const char* name, unsigned shader, bool quietOnNoErrors) {
-    char log[LOG_SIZE] = "";
-    getInfoLog(toHandle(shader), LOG_SIZE - 1, nullptr, log);
+    char log[kLogSize] = "";
+    getInfoLog(toHandle(shader), kLogSize, nullptr, log); // terminator included
     if (searchString(log, "error", 0) == -1)
         return;
     if (quietOnNoErrors && searchString(log, "No errors", 0) != -1)
@@ -219,7 +219,7 @@ bool buildProgram(unsigned& program, unsigned& vertShader, unsigned& fragShader,
 
 /// Appends the file that an #INCLUDE line names to stage; without a stage the text is dropped.
 void appendInclude(const char* line, const char* dir, DataBlock* stage) {
-    char quoted[MAX_LINE] = "";
+    char quoted[kMaxLine] = "";
     GetLineWord(line, quoted, 1);
     int nameLength = strlength(quoted) - 2;
     DataBlock path(dir);
@@ -236,7 +236,7 @@ void appendInclude(const char* line, const char* dir, DataBlock* stage) {
 
 /// The stage that a #SECTION line selects: current unless it names one.
 DataBlock* selectStage(const char* line, DataBlock* current, DataBlock& vertText, DataBlock& fragText) {
-    char name[MAX_LINE] = "";
+    char name[kMaxLine] = "";
     GetLineWord(line, name, 1);
     if (strequal(name, "VERTEX", false))
         return &vertText;
@@ -245,10 +245,10 @@ DataBlock* selectStage(const char* line, DataBlock* current, DataBlock& vertText
 
 void splitStages(const char* src, const char* dir, DataBlock& vertText, DataBlock& fragText) {
     DataBlock* stage = nullptr;
-    char line[MAX_LINE];
+    char line[kMaxLine];
     for (int cursor = 0; cursor != -1;) {
-        GetNextLine(src, cursor, line, MAX_LINE);
-        char directive[MAX_LINE] = "";
+        GetNextLine(src, cursor, line, kMaxLine);
+        char directive[kMaxLine] = "";
         GetLineWord(line, directive, 0);
         if (strequal(directive, "#SECTION", false)) {
             stage = selectStage(line, stage, vertText, fragText);
@@ -287,14 +287,14 @@ void makeprogram(unsigned& program, unsigned& vertShader, unsigned& fragShader, 
 }
 
 void readfile(const char* path, char* buffer) {
-    constexpr size_t PIECE = 100;
+    constexpr size_t kPiece = 100;
     size_t length = 0;
     if (FILE* file = fopen(nativePath(path).c_str(), "rb")) {
         size_t got;
         do {
-            got = fread(buffer + length, 1, PIECE, file);
+            got = fread(buffer + length, 1, kPiece, file);
             length += got;
-        } while (got == PIECE);
+        } while (got == kPiece);
         fclose(file);
     }
     buffer[length] = 0;

@@ -1,6 +1,5 @@
 // OpenGL extension entry points and what is built straight on them: shader programs and render targets.
-// Programs, shader objects and framebuffers made here are owned by the object whose handle they are stored
-// in.
+// What is made here is owned by the object whose handle fields it fills.
 //
 // The entry points are module-level pointers inside shadering.cpp, null until setupExtensions has run in a
 // current context. Nothing here needs them to be there: without them the four forwarders do nothing, building

@@ -96,7 +96,7 @@ public:
     /// is the target itself, a touch nearer than 0.00001 to `from` is passed over, and the first other one
     /// ends the walk. A motion parallel to a wall that it touches prints "Warning: colinear point collision!"
     /// and leaves the disc at `from`, at rest; so does arithmetic that leaves the range of floats.
-    /// @param radius of the disc; negative or not a number is 0. Wall ends are only felt with a radius.
+    /// @param radius of the disc; wall ends are felt only when it is above 0
     /// @param contact the disc's centre at the last touch, the target when there was none
     /// @param result where the disc ends; the three outputs are pairs of floats, and each may be null
     /// @param velocity direction after the last bounce with the length of motion (in line mode of the way

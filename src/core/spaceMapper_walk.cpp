@@ -82,13 +82,13 @@ public:
     Vec contact, result, velocity;
     int collisions = 0;
 
-    Walk(const SpaceMapperLines2D& owner, Vec start, Vec givenMotion, float discRadius, bool lineMode);
+    Walk(const SpaceMapperLines2D& owner, Vec start, Vec motion, float discRadius, bool lineMode);
     void Run();
 
 private:
     // Fixed for the whole walk.
     const SpaceMapperLines2D& mapper;
-    const Vec from, motion, target;
+    const Vec from;
     const float radius, speed;
     const bool asLine;
 
@@ -118,12 +118,10 @@ private:
     void finish();
 };
 
-Walk::Walk(const SpaceMapperLines2D& owner, Vec start, Vec givenMotion, float discRadius, bool lineMode)
-    : mapper(owner), from(start), motion(givenMotion),
-      target(lineMode ? givenMotion : start + givenMotion * owner.timeStep),
-      radius(discRadius > 0.0f ? discRadius : 0.0f),
-      speed(length(lineMode ? givenMotion - start : givenMotion)), asLine(lineMode), a(start), b(target) {
-    contact = result = target;
+Walk::Walk(const SpaceMapperLines2D& owner, Vec start, Vec motion, float discRadius, bool lineMode)
+    : mapper(owner), from(start), radius(discRadius), speed(length(lineMode ? motion - start : motion)),
+      asLine(lineMode), a(start), b(lineMode ? motion : start + motion * owner.timeStep) {
+    contact = result = b;
     velocity = motion;
 }
 

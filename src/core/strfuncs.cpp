@@ -2,6 +2,7 @@
 // Nothing is owned here; file2string hands its buffer to the caller.
 #include "strfuncs.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -10,10 +11,6 @@ namespace {
 
 const char* orEmpty(const char* s) {
     return s ? s : "";
-}
-
-bool isLineBreak(char c) {
-    return c == '\n' || c == '\r';
 }
 
 char lowered(char c) {
@@ -145,7 +142,7 @@ void GetNextLine(const char* text, int& cursor, char* line, int maxLen) {
     text = orEmpty(text);
     if (maxLen > 0)
         line[0] = 0;
-    if (cursor < 0 || text[cursor] == 0) {
+    if (maxLen < 1 || cursor < 0 || text[cursor] == 0) {
         cursor = -1;
         return;
     }
@@ -153,14 +150,11 @@ void GetNextLine(const char* text, int& cursor, char* line, int maxLen) {
     while (text[cursor] != 0 && !isLineBreak(text[cursor]))
         cursor++;
     const int length = cursor - start;
-    if (length > 0 && length >= maxLen) {
+    strcopy(text + start, line, std::min(length, maxLen - 1));
+    if (length >= maxLen) {
         printf("WARNING: reached maxlinelen of %i, truncating line\n", maxLen);
-        if (maxLen > 0)
-            strcopy(text + start, line, maxLen - 1);
         return; // in front of the line break, which the next call consumes
     }
-    if (maxLen > 0)
-        strcopy(text + start, line, length);
     if (text[cursor] == 0)
         cursor = -1;
     else
@@ -195,7 +189,7 @@ void GetFileNameNoExt(const char* path, char* name) {
     const int considered = strlength(path) - 1; // all but the last character
     const int start = lastOf(path, considered, '\\', '/') + 1;
     const int length = lastOf(path, considered, '.', '.') - start;
-    strcopy(path + start, name, length < longestName ? length : longestName);
+    strcopy(path + start, name, std::min(length, longestName));
 }
 
 char* file2string(const char* path) {

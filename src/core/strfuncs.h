@@ -5,9 +5,13 @@
 
 #include <string>
 
-// Characters are bytes: letters are the ASCII letters, digits 0 to 9, and no locale has a say. A line break
-// is a line feed (10) or a carriage return (13). A null input string is read as "", so that a missing name is
-// no crash; a destination must not be null.
+// Characters are bytes: letters are the ASCII letters, digits 0 to 9, and no locale has a say. A null input
+// string is read as "", so that a missing name is no crash; a destination must not be null.
+
+/// Line feed or carriage return.
+inline bool isLineBreak(char c) {
+    return c == '\n' || c == '\r';
+}
 
 /// Number of bytes before the first 0 byte.
 int strlength(const char* s);
@@ -55,7 +59,7 @@ int searchString(const char* s, const char* needle, int start);
 /// Reads one line of text from byte index cursor on into line, a buffer of maxLen bytes. Empty lines are
 /// passed over. cursor moves to the next line, or becomes -1 with the last one: then process line and stop.
 /// A line of maxLen characters or more is cut to maxLen - 1 with a warning on stdout; the next call then
-/// delivers "".
+/// delivers "". A maxLen below 1 ends the reading.
 void GetNextLine(const char* text, int& cursor, char* line, int maxLen);
 
 /// Copies the word with the given index (0: the first) of line into word; only spaces separate words.

@@ -129,12 +129,12 @@ const struct Case {
      {5.4f, 0.3f},
      {5.176f, -0.468f},
      {-0.28f, -0.96f}},
-    {"points feel no ends", {5.3f, 1.4f}, {0, -2}, 1, -0.5f, false, 0, {5.3f, -0.6f}, {5.3f, -0.6f}, {0, -2}},
+    {"points feel no ends", {5.3f, 1.4f}, {0, -2}, 1, 0, false, 0, {5.3f, -0.6f}, {5.3f, -0.6f}, {0, -2}},
     {"up to the band", {0, 2}, {0, -1.5f}, 1, 0.5f, false, 1, {0, 0.500001f}, {0, 0.500001f}, {0, 1.5f}},
     {"inside the band", {0, 0.4f}, {0, -0.2f}, 1, 0.5f, false, 1, {0, 0.500001f}, {0, 0.600001f}, {0, 0.2f}},
     {"segment", {0, 2}, {0, -2}, 9, 0, true, 1, {0, 1e-6f}, {0, 2.000001f}, {0, 4}},
     {"segment from the wall", {0, 5e-6f}, {0, -1}, 1, 0, true, 0, {0, -1}, {0, -1}, {0, -1}},
-    {"outside the bounds", {-3, 30}, {0, -60}, 1, nan, false, 1, {-3, 1e-6f}, {-3, 30}, {0, 60}},
+    {"outside the bounds", {-3, 30}, {0, -60}, 1, 0, false, 1, {-3, 1e-6f}, {-3, 30}, {0, 60}},
 };
 
 TEST(SpaceMapper, OneWall) {

@@ -1,0 +1,79 @@
+// Drives the built programs from outside, as a user at a desktop would: a private display, a working
+// directory of its own, real key and pointer events, the programs' output, exit status, files and the
+// screen's pixels.
+#pragma once
+
+#include <array>
+#include <gtest/gtest.h>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+/// Runs a command to its end and returns its exit status, -1 when it could not be started.
+int runCommand(const std::vector<std::string>& command);
+
+/// Reads a whole file; "" when there is none.
+std::string readText(const std::string& path);
+void writeText(const std::string& path, const std::string& text);
+
+/// One program under test. Its standard output and error go to one file, so lines keep their order.
+class Program {
+public:
+    /// Starts a built program ("tarnEngine", "tarnplay", ...) in directory, with extra environment settings.
+    Program(const std::string& name, const std::vector<std::string>& arguments, const std::string& directory,
+            const std::vector<std::string>& environment = {});
+    ~Program(); ///< kills what still runs
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
+
+    std::string Output() const;
+    /// Waits until the output holds text (count times); false when the program ends or the time limit passes
+    /// first.
+    bool WaitFor(const std::string& text, int count = 1);
+    /// Waits for the end; returns the exit status, or -1 after the time limit or a signal.
+    int WaitForExit();
+
+private:
+    bool running();
+
+    pid_t pid;
+    int status;
+    std::string outputFile;
+};
+
+/// A test with its own display and working directory (media/ is the product's own, scripts/ is empty).
+class EndToEnd : public testing::Test {
+protected:
+    static constexpr int kScreenWidth = 1280;
+    static constexpr int kScreenHeight = 1280;
+
+    static void SetUpTestSuite();
+    static void TearDownTestSuite();
+    void SetUp() override;
+    void TearDown() override;
+
+    void script(const std::string& name, const std::string& text) {
+        writeText(directory + "/scripts/" + name, text);
+    }
+    /// Presses and releases a key by its X11 name.
+    void key(const std::string& name) { ASSERT_EQ(0, runCommand({"xdotool", "key", name})); }
+    void keyDown(const std::string& name) { ASSERT_EQ(0, runCommand({"xdotool", "keydown", name})); }
+    void keyUp(const std::string& name) { ASSERT_EQ(0, runCommand({"xdotool", "keyup", name})); }
+    void click(int button = 1) { ASSERT_EQ(0, runCommand({"xdotool", "click", std::to_string(button)})); }
+    void movePointerBy(int x, int y);
+    /// RGB of one pixel of the screen, counted from the top left.
+    static std::array<int, 3> screenPixel(int x, int y);
+    /// Waits until check() holds; false after the time limit.
+    template <typename Check>
+    static bool eventually(Check check) {
+        for (int i = 0; i < 500; ++i) {
+            if (check())
+                return true;
+            pause();
+        }
+        return false;
+    }
+    static void pause(); ///< 20 ms
+
+    std::string directory;
+};

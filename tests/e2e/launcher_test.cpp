@@ -1,0 +1,105 @@
+// The launcher as a user meets it: keys, pointer, settings file, start-up faults.
+#include "driver.h"
+
+#include <filesystem>
+
+namespace {
+
+const char kHello[] = "function Init() print('hello from '..GetScriptsPath()) end\nfunction Draw() end\n";
+
+class Launcher : public EndToEnd {
+protected:
+    std::string prefs() const { return readText(directory + "/prefs.txt"); }
+    /// The launcher takes the pointer's motion from its fourth frame on; the first rate line comes later.
+    static bool ready(Program& engine) { return engine.WaitFor("FPS:"); }
+    /// Moves the launcher's cursor by this much of its 2D camera, in steps that stay inside the window.
+    void aim(float x, float y) {
+        for (int step = 0; step < 4; ++step) {
+            movePointerBy(static_cast<int>(x * 256.0f), static_cast<int>(-y * 256.0f));
+            pause(); // longer than a frame
+            pause();
+        }
+    }
+};
+
+} // namespace
+
+TEST_F(Launcher, AKeyStartsTheRememberedScriptAndEscapeEndsIt) {
+    script("only.lua", kHello);
+    Program engine("tarnEngine", {}, directory);
+    ASSERT_TRUE(ready(engine));
+    key("space");
+    EXPECT_TRUE(engine.WaitFor("Scripttype: Lua\nhello from scripts/\n")) << engine.Output();
+    EXPECT_EQ(std::string("\0\0\1", 3), prefs());
+    ASSERT_TRUE(engine.WaitFor("FPS:", 2));
+    key("Escape");
+    EXPECT_EQ(0, engine.WaitForExit());
+}
+
+TEST_F(Launcher, ClicksSetOptionsAndStartTheScriptUnderTheCursor) {
+    script("only.lua", kHello);
+    writeText(directory + "/prefs.txt", "\5"); // an old choice beyond the list: nothing is selected
+    Program engine("tarnEngine", {}, directory);
+    ASSERT_TRUE(ready(engine));
+    key("space"); // no valid selection: nothing may start
+    aim(-0.5f, 0.6f);
+    click();
+    aim(0.0f, -0.2f); // from "disable shaders" down to the script
+    EXPECT_EQ("\5", prefs());
+    click();
+    EXPECT_TRUE(engine.WaitFor("hello from")) << engine.Output();
+    EXPECT_EQ(std::string("\0\0", 2), prefs()) << "script 0, normal size, shaders off without its zero byte";
+}
+
+TEST_F(Launcher, EscapeEndsWithoutStartingAndSavesTheSettings) {
+    script("only.lua", kHello);
+    writeText(directory + "/prefs.txt", std::string("\0\2\1", 3));
+    Program engine("tarnEngine", {}, directory);
+    ASSERT_TRUE(ready(engine));
+    aim(0.0f, 0.7f); // "max size"
+    click();
+    key("Escape");
+    EXPECT_EQ(0, engine.WaitForExit());
+    EXPECT_EQ(std::string::npos, engine.Output().find("Scripttype"));
+    EXPECT_EQ(std::string("\0\1\1", 3), prefs());
+}
+
+TEST_F(Launcher, MaxSizeTakesTheWholeScreen) {
+    script("only.lua", "function Init() print(GetWindowSize()) end function Draw() end");
+    writeText(directory + "/prefs.txt", std::string("\0\2\0", 3));
+    Program engine("tarnEngine", {}, directory);
+    ASSERT_TRUE(ready(engine));
+    key("a");
+    EXPECT_TRUE(engine.WaitFor("Using max res: 1280 x 1280: ")) << engine.Output();
+    EXPECT_TRUE(engine.WaitFor("1280\t1280\n"));
+}
+
+TEST_F(Launcher, DrawsItsButtonsAndSkipsOtherFiles) {
+    script("first.moon.txt", "");
+    script("second.MOON", "");
+    script("readme.txt", "");
+    Program engine("tarnEngine", {}, directory);
+    ASSERT_TRUE(ready(engine));
+    // The window stands in the middle of the screen; the selected script's button is red, an empty grid place
+    // black.
+    const int left = kScreenWidth / 2 - 256, top = kScreenHeight / 2 - 205;
+    EXPECT_TRUE(eventually([&] { return screenPixel(left, top) == std::array<int, 3>{255, 0, 0}; }));
+    EXPECT_EQ((std::array<int, 3>{0, 0, 0}), screenPixel(left + 169, top));
+}
+
+TEST_F(Launcher, SurvivesMissingScriptsMediaAndDisplay) {
+    std::filesystem::remove_all(directory + "/scripts");
+    std::filesystem::remove(directory + "/media");
+    {
+        Program engine("tarnEngine", {}, directory);
+        EXPECT_TRUE(engine.WaitFor("No such file or directory\n"));
+        ASSERT_TRUE(ready(engine));
+        key("space");
+        key("Escape");
+        EXPECT_EQ(0, engine.WaitForExit());
+    }
+    Program blind("tarnEngine", {}, directory, {"DISPLAY=:9999"});
+    EXPECT_EQ(1, blind.WaitForExit());
+    EXPECT_EQ("ERR: no display to open a window on; start a desktop session or set DISPLAY.\n",
+              blind.Output());
+}

@@ -1,0 +1,171 @@
+// Scripts in both languages, run by the built programs: callbacks, keys, captures, failures.
+#include "driver.h"
+
+#include <SFML/Graphics/Image.hpp>
+#include <filesystem>
+
+namespace {
+
+class Script : public EndToEnd {
+protected:
+    /// Runs a script without the launcher for some frames and returns the exit status.
+    int play(const std::string& name, int frames) {
+        Program player("tarnplay", {"-r", "200", "150", "--frames", std::to_string(frames), name}, directory);
+        const int status = player.WaitForExit();
+        output = player.Output();
+        return status;
+    }
+    std::string output;
+};
+
+struct Failure {
+    const char* name;
+    const char* file;
+    const char* text;
+    const char* expected; ///< must stand in the output
+};
+
+class ScriptFailure : public Script, public testing::WithParamInterface<Failure> {};
+
+} // namespace
+
+TEST_F(Script, LuaReceivesKeysRepeatsAndReleases) {
+    script("keys.lua", R"(
+function Init() BindKey(7, 0) BindKey(8, 101) print("ready") end
+function KeyHappen(key, state, time) print("key "..key.." "..state) end
+function Draw() end)");
+    Program player("tarnplay", {"-r", "300", "200", "scripts/keys.lua"}, directory);
+    ASSERT_TRUE(player.WaitFor("FPS:"));
+    keyDown("a");
+    ASSERT_TRUE(player.WaitFor("key 7 2\n", 3)) << player.Output();
+    keyUp("a");
+    ASSERT_TRUE(player.WaitFor("key 7 0\n"));
+    key("b"); // unbound
+    click();
+    ASSERT_TRUE(player.WaitFor("key 8 0\n"));
+    key("Escape");
+    EXPECT_EQ(0, player.WaitForExit());
+    EXPECT_NE(std::string::npos, player.Output().find("key 7 1\nkey 7 2\n"));
+    EXPECT_NE(std::string::npos, player.Output().find("key 8 1\nkey 8 0\n"));
+}
+
+TEST_F(Script, MoonScriptRunsWithModulesOfBothLanguages) {
+    script("game.moon", R"(
+shapes = require "shapes"
+import twice from require "numbers"
+export Init = -> print "twice #{twice 21}, #{shapes.name!}"
+export Draw = (time, delta) -> print "drawn" if time > 0
+)");
+    script("shapes.moon", "{ name: -> \"a moon module\" }\n");
+    script("numbers.lua", "return { twice = function(n) return 2 * n end }\n");
+    EXPECT_EQ(0, play("game.moon", 4));
+    EXPECT_NE(std::string::npos, output.find("Scripttype: Moon\ntwice 42, a moon module\n")) << output;
+    EXPECT_NE(std::string::npos, output.find("drawn\n"));
+}
+
+TEST_F(Script, TheCaptureKeyWritesWhatIsOnTheScreen) {
+    script("paint.lua", R"(
+function Init() BindKey(35, 2) SetScreenshotDir("shots") end
+function KeyHappen(key, state) print("capture "..state) end
+function Draw()
+  Depth(0) SetCam(2, 0) Tex(-1) BackColor(0, 0, 1, 1)
+  Move(-0.5, 0.5) Scale(0.5) Color(1, 0.5, 0) Quad()
+end)");
+    std::filesystem::create_directory(directory + "/shots");
+    writeText(directory + "/shots/capture041.bmp", "");
+    Program player("tarnplay", {"-r", "101", "80", "paint.lua"}, directory);
+    ASSERT_TRUE(player.WaitFor("FPS:"));
+    key("c");
+    ASSERT_TRUE(player.WaitFor("Screenshot saved to: shots/capture042.bmp\ncapture 1\n")) << player.Output();
+    const std::string bytes = readText(directory + "/shots/capture042.bmp");
+    ASSERT_EQ(54u + 304u * 80u, bytes.size()) << "rows of 101 pixels are padded to 304 bytes";
+    sf::Image image;
+    ASSERT_TRUE(image.loadFromFile(directory + "/shots/capture042.bmp"));
+    for (unsigned y = 0; y < 80; ++y) {
+        for (unsigned x = 0; x < 101; ++x) {
+            if (x == 50 || y == 39 || y == 40)
+                continue; // the square's edge may fall on either side
+            const sf::Color expected = x < 50 && y < 40 ? sf::Color(255, 128, 0) : sf::Color::Blue;
+            ASSERT_NEAR(expected.g, image.getPixel(x, y).g, 1) << x << ' ' << y;
+            ASSERT_EQ(expected.r, image.getPixel(x, y).r) << x << ' ' << y;
+            ASSERT_EQ(expected.b, image.getPixel(x, y).b) << x << ' ' << y;
+        }
+    }
+}
+
+TEST_F(Script, FramesRunAtSixtyASecondAndPlayerSavesTheLast) {
+    script("count.lua", "function Init() BackColor(0, 1, 0, 1) end function Draw() end");
+    Program player("tarnplay", {"--frames", "130", "--capture", "last.png", "count.lua"}, directory);
+    ASSERT_EQ(0, player.WaitForExit()) << player.Output();
+    EXPECT_TRUE(player.WaitFor("FPS: 60\t") || player.WaitFor("FPS: 61\t") || player.WaitFor("FPS: 59\t"))
+        << player.Output();
+    sf::Image image;
+    ASSERT_TRUE(image.loadFromFile(directory + "/last.png"));
+    EXPECT_EQ(sf::Vector2u(1024, 768), image.getSize());
+    EXPECT_EQ(sf::Color::Green, image.getPixel(512, 384));
+}
+
+TEST_F(Script, WatchingStartsAChangedScriptAfresh) {
+    script("live.lua", "function Init() print('first') end function Draw() end");
+    Program player("tarnplay", {"--watch", "live.lua"}, directory);
+    ASSERT_TRUE(player.WaitFor("FPS:"));
+    script("live.lua", "function Init() error('broken') end function Draw() end");
+    ASSERT_TRUE(player.WaitFor("Waiting for a change")) << player.Output();
+    script("live.lua", "function Init() print('mended') end function Draw() end");
+    EXPECT_TRUE(player.WaitFor("mended\n")) << player.Output();
+}
+
+TEST_F(Script, PlayerExplainsItsArguments) {
+    for (const std::vector<std::string>& wrong :
+         {std::vector<std::string>{}, {"a.lua", "b.lua"}, {"--frames", "x", "a.lua"}, {"--bogus", "a.lua"}}) {
+        Program player("tarnplay", wrong, directory);
+        EXPECT_EQ(2, player.WaitForExit());
+        EXPECT_NE(std::string::npos, player.Output().find("usage: tarnplay")) << player.Output();
+    }
+}
+
+TEST_P(ScriptFailure, PrintsItsMessageAndExitsWithOne) {
+    const Failure& failure = GetParam();
+    if (failure.text)
+        script(failure.file, failure.text);
+    EXPECT_EQ(1, play(failure.file, 5));
+    EXPECT_NE(std::string::npos, output.find(failure.expected)) << output;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , ScriptFailure,
+    testing::Values(
+        Failure{"SyntaxError", "broken.lua", "function Init(\n",
+                "Scripttype: Lua\nLua Err INIT: attempt to call a nil value.\n"
+                "Lua Err INIT: scripts/broken.lua:2: "},
+        Failure{"MoonSyntaxError", "broken.moon", "Init = -> (\n",
+                "Lua Err INIT: attempt to call a nil value.\n"},
+        Failure{"MissingFile", "absent.lua", nullptr, "Lua Err INIT: cannot open scripts/absent.lua"},
+        Failure{"InitRaises", "init.lua", "function Init() error('no luck') end",
+                "Lua Err INIT: scripts/init.lua:1: no luck.\n"},
+        Failure{"DrawMissing", "nodraw.lua",
+                "function Init() end function OnError() print('OnError ran') end",
+                "Lua Err: attempt to call a nil value"},
+        Failure{"DrawRaises", "draw.lua",
+                "function Init() end function Draw() error('oops') end function OnError() print('OnError "
+                "ran') end",
+                ": oops\nstack traceback:"},
+        Failure{
+            "OnErrorRuns", "onerror.lua",
+            "function Init() end function Draw() nothing() end function OnError() print('OnError ran') end",
+            ".\nOnError ran\n"},
+        Failure{"UpperCaseEnding", "LOUD.LUA", "function Init() error('ran as Lua') end",
+                "WAT THE FOOK TYPE OF FILE IS THIS, BRO?  er, Err: Incorrect file extension.\n"
+                "Lua Err INIT: scripts/LOUD.LUA:1: ran as Lua.\n"}),
+    [](const auto& failure) { return failure.param.name; });
+
+TEST_F(Script, AFailingKeyHappenIsReportedAndTheFrameGoesOn) {
+    script("keyerror.lua", "function Init() BindKey(1, 0) end function Draw() end\n"
+                           "function KeyHappen() error('bad key') end");
+    Program player("tarnplay", {"keyerror.lua"}, directory);
+    ASSERT_TRUE(player.WaitFor("FPS:"));
+    key("a");
+    EXPECT_TRUE(player.WaitFor("LUA ERR: scripts/keyerror.lua:2: bad key\nstack traceback:"))
+        << player.Output();
+    EXPECT_TRUE(player.WaitFor("FPS:", 2));
+}
