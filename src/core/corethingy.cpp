@@ -51,9 +51,14 @@ void centreOnScreen(sf::Window& window, int width, int height) {
                                     std::max(0, (static_cast<int>(desktop.height) - height) / 2)));
 }
 
-sf::VideoMode bestFullscreenMode() {
+// The best full-screen mode. A display that lists none gives its desktop's, one that knows not even that
+// keeps what is wanted.
+sf::VideoMode bestMode(const sf::VideoMode& wanted) {
     const std::vector<sf::VideoMode>& modes = sf::VideoMode::getFullscreenModes();
-    return modes.empty() ? sf::VideoMode::getDesktopMode() : modes.front();
+    if (!modes.empty())
+        return modes.front();
+    const sf::VideoMode desktop = sf::VideoMode::getDesktopMode();
+    return desktop.width > 0 && desktop.height > 0 ? desktop : wanted;
 }
 
 } // namespace
@@ -93,22 +98,25 @@ void CoreThingy::SetupStandardWindow() {
 }
 
 void CoreThingy::InitSystem() {
-    sf::Uint32 style = sf::Style::Resize | sf::Style::Close;
-    if (fullscreen)
-        style |= sf::Style::Fullscreen;
-    if (maxRes) {
-        const sf::VideoMode best = bestFullscreenMode();
-        width = static_cast<int>(best.width);
-        height = static_cast<int>(best.height);
-        bitsPerPixel = static_cast<int>(best.bitsPerPixel);
-        printf("Using max res: %i x %i: %i\n", width, height, bitsPerPixel);
-    }
     width = clampi(width, 1, kLargestSide);
     height = clampi(height, 1, kLargestSide);
-    const sf::VideoMode mode(static_cast<unsigned>(width), static_cast<unsigned>(height),
-                             static_cast<unsigned>(bitsPerPixel));
+    sf::VideoMode mode(static_cast<unsigned>(width), static_cast<unsigned>(height),
+                       static_cast<unsigned>(bitsPerPixel));
+    if (maxRes) {
+        mode = bestMode(mode);
+        width = static_cast<int>(mode.width);
+        height = static_cast<int>(mode.height);
+        bitsPerPixel = static_cast<int>(mode.bitsPerPixel);
+        printf("Using max res: %i x %i: %i\n", width, height, bitsPerPixel);
+    }
+    sf::Uint32 style = sf::Style::Resize | sf::Style::Close;
+    // Without any full-screen mode the library would take the first of none.
+    if (fullscreen && !sf::VideoMode::getFullscreenModes().empty())
+        style |= sf::Style::Fullscreen;
     window.create(mode, "tarnEngine", style, sf::ContextSettings(kDepthBits, 0, 0, 2, 0));
-    if (!fullscreen)
+    if (fullscreen)
+        privTakeWindowSize();
+    else
         centreOnScreen(window, width, height);
     InitGL();
     InitCamera(0, 0);
@@ -120,6 +128,12 @@ void CoreThingy::InitSystem() {
     glMatrixMode(GL_TEXTURE);
     glScalef(1, -1, 1);
     glMatrixMode(GL_MODELVIEW);
+}
+
+// The library replaces a full-screen mode that the screen does not have.
+void CoreThingy::privTakeWindowSize() {
+    width = static_cast<int>(window.getSize().x);
+    height = static_cast<int>(window.getSize().y);
 }
 
 void CoreThingy::InitGL() {

@@ -115,6 +115,9 @@ public:
     void InitCamera(int mode, int fit);
     /// Half extent of the 2D camera; takes effect at the next InitCamera(2, ...).
     void Set2DCamScale(float scale);
+    /// The state from which every drawn frame starts: perspective camera, texturing, depth test and depth
+    /// writes on, blending off, buffers cleared, model-view matrix current.
+    void SetupFrame();
     /// Draws the quad mesh with the current state.
     void DrawQuad();
     void SetLighting(bool on);
@@ -187,6 +190,7 @@ public:
     SpaceMapper* spaceMapper; ///< owned; null until SetSpaceMapper(1)
 
 private:
+    void privTakeWindowSize();
     void privReportGLError();
     void privPollEvents();
     int privHandleKey(int key, bool down);

@@ -40,6 +40,16 @@ void CoreThingy::Set2DCamScale(float scale) {
     cam2DScale = scale;
 }
 
+void CoreThingy::SetupFrame() {
+    InitCamera(0, 0);
+    glEnable(GL_TEXTURE_2D);
+    glDisable(GL_BLEND);
+    glDepthMask(GL_TRUE);
+    glEnable(GL_DEPTH_TEST);
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    glMatrixMode(GL_MODELVIEW);
+}
+
 void CoreThingy::DrawQuad() {
     quad.Draw();
 }

@@ -6,12 +6,11 @@
 #if defined(__unix__) && !defined(__APPLE__)
 #include <X11/Xlib.h>
 
+// The connection stays open: a server that loses its only client may start over, and refuses the windowing
+// library's connection while it does.
 bool DisplayAvailable() {
-    Display* display = XOpenDisplay(nullptr);
-    if (!display)
-        return false;
-    XCloseDisplay(display);
-    return true;
+    static Display* const display = XOpenDisplay(nullptr);
+    return display != nullptr;
 }
 #else
 bool DisplayAvailable() {

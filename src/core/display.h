@@ -1,7 +1,8 @@
 // Whether the program can open a window at all, asked before the windowing library is touched.
 #pragma once
 
-/// True when a display answers. The windowing library ends the process without one, so programs ask first.
+/// True when a display answers; asked once per process. The windowing library ends the process without one,
+/// so programs ask first.
 bool DisplayAvailable();
 
 /// What every program does at its start: makes standard output line-buffered, also into a pipe, and checks

@@ -16,10 +16,11 @@ constexpr int kLastKeyboardCode = 99; // a key up to here starts the selected sc
 
 // Both lists are searched as plain text, so a name is found wherever it stands in them.
 
-// Modules that other scripts require, and names that people give to scratch files.
+// Modules that other scripts require. Every ending of a name here is hidden as well ("s.lua"), so they share
+// few endings, and none is what someone would call a script to play.
 constexpr const char* kHiddenScripts =
-    "hud.lua,keys.lua,palette.moon,shapes.moon,common.lua,common.moon,config.lua,settings.lua,"
-    "util.lua,util.moon,test.lua,test.moon,example.lua,example.moon,scratch.lua,scratch.moon";
+    "hud.lua,hud.moon,keys.lua,keys.moon,palette.lua,palette.moon,shapes.lua,shapes.moon,"
+    "colors.lua,colors.moon,utils.lua,utils.moon,helpers.lua,helpers.moon,settings.lua,settings.moon";
 
 // What a newcomer should open first.
 constexpr const char* kFeaturedScripts = "gallery.lua,shaders.lua,island.lua,bounce.lua,starship.moon";

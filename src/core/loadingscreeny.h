@@ -50,7 +50,6 @@ private:
     void privListScript(const char* name);
     void privChooseScript();
     void privDropNames();
-    void privSetupFrame();
     void privDrawHeadings();
     void privDrawOptions();
     void privDrawScripts();

@@ -45,7 +45,9 @@ int LoadingScreeny::TimeStep() {
     if (frameCount <= 2 || exitStatus != LAUNCHER_RUNNING)
         return 0;
     hoveredDisplay = hoveredShader = hoveredScript = -1;
-    privSetupFrame();
+    SetupFrame();
+    glEnable(GL_BLEND);
+    InitCamera(2, 1);
     privDrawHeadings();
     privDrawOptions();
     privDrawScripts();
@@ -53,18 +55,6 @@ int LoadingScreeny::TimeStep() {
     glFlush();
     window.display();
     return result;
-}
-
-void LoadingScreeny::privSetupFrame() {
-    InitCamera(0, 0);
-    glEnable(GL_TEXTURE_2D);
-    glDisable(GL_BLEND);
-    glDepthMask(GL_TRUE);
-    glEnable(GL_DEPTH_TEST);
-    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-    glMatrixMode(GL_MODELVIEW);
-    glEnable(GL_BLEND);
-    InitCamera(2, 1);
 }
 
 void LoadingScreeny::privDrawHeadings() {

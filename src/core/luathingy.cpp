@@ -39,9 +39,9 @@ std::string quotedForLua(const std::string& text) {
 }
 
 // Leaves the chunk's results on the stack, or the error of loading or running it.
-void runText(lua_State* L, const std::string& text) {
-    if (luaL_loadstring(L, text.c_str()) == 0)
-        lua_pcall(L, 0, LUA_MULTRET, 0);
+// @return false for an error
+bool runText(lua_State* L, const std::string& text) {
+    return luaL_loadstring(L, text.c_str()) == 0 && lua_pcall(L, 0, LUA_MULTRET, 0) == 0;
 }
 
 // The value on top of the stack, for messages.
@@ -170,7 +170,10 @@ void LuaThingy::privExtendPaths() {
 
 void LuaThingy::privRunScript(const char* prefix) {
     const std::string path = std::string(scriptsDir.CStr()) + scriptName.CStr();
-    runText(luaState, std::string(prefix) + "dofile(" + quotedForLua(path) + ")");
+    if (runText(luaState, std::string(prefix) + "dofile(" + quotedForLua(path) + ")"))
+        return;
+    scriptFailed = true;
+    loadError.Assign(topText(luaState).c_str());
 }
 
 // A script that did not load has no Init: the lines after the first then show why, from below on the stack.
@@ -193,7 +196,7 @@ int LuaThingy::TimeStep() {
     const int result = CoreThingy::TimeStep();
     if (frameCount < kFirstDrawnFrame || !luaState)
         return 0;
-    privSetupFrame();
+    SetupFrame();
     const bool drawn = privCallDraw();
     lua_settop(luaState, 0);
     Present();
@@ -203,16 +206,6 @@ int LuaThingy::TimeStep() {
 void LuaThingy::Present() {
     glFlush();
     window.display();
-}
-
-void LuaThingy::privSetupFrame() {
-    InitCamera(0, 0);
-    glEnable(GL_TEXTURE_2D);
-    glDisable(GL_BLEND);
-    glDepthMask(GL_TRUE);
-    glEnable(GL_DEPTH_TEST);
-    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-    glMatrixMode(GL_MODELVIEW);
 }
 
 // @return false when the script's Draw failed; its OnError has run then.

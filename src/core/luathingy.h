@@ -58,7 +58,8 @@ public:
     Texture renderTarget;    ///< target of BeginRTTFull and EndRTTFull
     SimplexNoise noise;      ///< source of GetNoise
     ScriptScratch scratch;   ///< for the engine functions
-    bool scriptFailed;       ///< Init or Draw has failed
+    bool scriptFailed;       ///< the script's file, its Init or its Draw has failed
+    DataBlock loadError;     ///< what running the script's file raised; printed only when Init fails, too
 
 protected:
     /// Shows the finished frame. Programs around the host look at it here, while the back buffer still holds
@@ -70,6 +71,5 @@ private:
     void privExtendPaths();
     void privRunScript(const char* prefix);
     int privCallInit();
-    void privSetupFrame();
     bool privCallDraw();
 };

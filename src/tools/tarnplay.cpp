@@ -8,8 +8,6 @@
 #include <SFML/Graphics/Image.hpp>
 #include <SFML/System/Sleep.hpp>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <getopt.h>
 #include <string>
@@ -48,10 +46,13 @@ std::string belowScripts(const std::string& path) {
     return path.compare(0, prefix.size(), prefix) == 0 ? path.substr(prefix.size()) : path;
 }
 
-// "-r W H" has a second word, which getopt would take for the script.
-void skipHeight(int argc, char** argv) {
-    if (optind < argc && numeric(optarg) && numeric(argv[optind]))
-        ++optind;
+// Whether "-r" names a size. That of "-r W H" has a second word, which getopt would take for the script.
+bool readSize(int argc, char** argv) {
+    if (strequal(optarg, "max", true) || strequal(optarg, "min", true))
+        return true;
+    const bool isPair = optind < argc && numeric(optarg) && numeric(argv[optind]);
+    optind += isPair ? 1 : 0;
+    return isPair;
 }
 
 bool readOptions(int argc, char** argv, Options& options) {
@@ -62,9 +63,9 @@ bool readOptions(int argc, char** argv, Options& options) {
                                    {nullptr, 0, nullptr, 0}};
     options.arguments.assign(argv, argv + argc);
     for (int letter; (letter = getopt_long(argc, argv, "r:f", known, nullptr)) != -1;) {
-        if (letter == 'r')
-            skipHeight(argc, argv);
-        else if (letter == 'n' && numeric(optarg))
+        if (letter == 'r' && readSize(argc, argv))
+            continue;
+        if (letter == 'n' && numeric(optarg))
             options.frames = toint(optarg);
         else if (letter == 'c')
             options.capture = optarg;
@@ -143,6 +144,9 @@ Outcome play(const Options& options) {
     player.SetupStandardWindow();
     const std::size_t stamp = options.watch ? contentStamp() : 0;
     int result = player.Init();
+    // A file that fails after it has defined its Init says nothing by itself.
+    if (result == 0 && player.loadError.Len() > 0)
+        printf("Lua Err LOAD: %s.\n", player.loadError.CStr());
     while (result == 0 && !player.Done()) {
         result = player.TimeStep();
         if (options.watch && player.frameCount % kWatchedFrames == 0 && contentStamp() != stamp)

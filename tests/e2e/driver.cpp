@@ -82,6 +82,7 @@ Program::Program(const std::string& name, const std::vector<std::string>& argume
         putenv(const_cast<char*>(setting.c_str()));
     if (chdir(directory.c_str()) == 0)
         execv(words[0].c_str(), pointers(words).data());
+    perror(words[0].c_str());
     _exit(127);
 }
 
@@ -100,16 +101,17 @@ bool Program::running() {
     return pid > 0;
 }
 
-bool Program::WaitFor(const std::string& text, int count) {
+testing::AssertionResult Program::WaitFor(const std::string& text, int count) {
     for (int i = 0; i < kLimitSteps; ++i) {
         const bool alive = running();
         if (countOf(Output(), text) >= count)
-            return true;
+            return testing::AssertionSuccess();
         if (!alive)
-            return false;
+            return testing::AssertionFailure()
+                   << "the program ended (status " << status << ") after " << Output();
         sleepStep();
     }
-    return false;
+    return testing::AssertionFailure() << "nothing like it in " << Output();
 }
 
 int Program::WaitForExit() {
@@ -130,7 +132,7 @@ void EndToEnd::SetUpTestSuite() {
         const std::string writeEnd = std::to_string(ends[1]);
         freopen("/dev/null", "w", stderr);
         execlp("Xvfb", "Xvfb", "-displayfd", writeEnd.c_str(), "-screen", "0", screen.c_str(), "-nolisten",
-               "tcp", nullptr);
+               "tcp", "-noreset", nullptr);
         _exit(127);
     }
     close(ends[1]);

@@ -27,9 +27,9 @@ public:
     Program& operator=(const Program&) = delete;
 
     std::string Output() const;
-    /// Waits until the output holds text (count times); false when the program ends or the time limit passes
-    /// first.
-    bool WaitFor(const std::string& text, int count = 1);
+    /// Waits until the output holds text (count times); fails, showing the output, when the program ends or
+    /// the time limit passes first.
+    testing::AssertionResult WaitFor(const std::string& text, int count = 1);
     /// Waits for the end; returns the exit status, or -1 after the time limit or a signal.
     int WaitForExit();
 

@@ -11,7 +11,7 @@ class Launcher : public EndToEnd {
 protected:
     std::string prefs() const { return readText(directory + "/prefs.txt"); }
     /// The launcher takes the pointer's motion from its fourth frame on; the first rate line comes later.
-    static bool ready(Program& engine) { return engine.WaitFor("FPS:"); }
+    static testing::AssertionResult ready(Program& engine) { return engine.WaitFor("FPS:"); }
     /// Moves the launcher's cursor by this much of its 2D camera, in steps that stay inside the window.
     void aim(float x, float y) {
         for (int step = 0; step < 4; ++step) {
@@ -29,7 +29,7 @@ TEST_F(Launcher, AKeyStartsTheRememberedScriptAndEscapeEndsIt) {
     Program engine("tarnEngine", {}, directory);
     ASSERT_TRUE(ready(engine));
     key("space");
-    EXPECT_TRUE(engine.WaitFor("Scripttype: Lua\nhello from scripts/\n")) << engine.Output();
+    EXPECT_TRUE(engine.WaitFor("Scripttype: Lua\nhello from scripts/\n"));
     EXPECT_EQ(std::string("\0\0\1", 3), prefs());
     ASSERT_TRUE(engine.WaitFor("FPS:", 2));
     key("Escape");
@@ -47,7 +47,7 @@ TEST_F(Launcher, ClicksSetOptionsAndStartTheScriptUnderTheCursor) {
     aim(0.0f, -0.2f); // from "disable shaders" down to the script
     EXPECT_EQ("\5", prefs());
     click();
-    EXPECT_TRUE(engine.WaitFor("hello from")) << engine.Output();
+    EXPECT_TRUE(engine.WaitFor("hello from"));
     EXPECT_EQ(std::string("\0\0", 2), prefs()) << "script 0, normal size, shaders off without its zero byte";
 }
 
@@ -70,7 +70,7 @@ TEST_F(Launcher, MaxSizeTakesTheWholeScreen) {
     Program engine("tarnEngine", {}, directory);
     ASSERT_TRUE(ready(engine));
     key("a");
-    EXPECT_TRUE(engine.WaitFor("Using max res: 1280 x 1280: ")) << engine.Output();
+    EXPECT_TRUE(engine.WaitFor("Using max res: 1280 x 1280: "));
     EXPECT_TRUE(engine.WaitFor("1280\t1280\n"));
 }
 
@@ -78,6 +78,7 @@ TEST_F(Launcher, DrawsItsButtonsAndSkipsOtherFiles) {
     script("first.moon.txt", "");
     script("second.MOON", "");
     script("readme.txt", "");
+    script("ud.lua", ""); // part of a hidden name
     Program engine("tarnEngine", {}, directory);
     ASSERT_TRUE(ready(engine));
     // The window stands in the middle of the screen; the selected script's button is red, an empty grid place

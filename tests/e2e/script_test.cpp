@@ -2,6 +2,8 @@
 #include "driver.h"
 
 #include <SFML/Graphics/Image.hpp>
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 
 namespace {
@@ -37,7 +39,7 @@ function Draw() end)");
     Program player("tarnplay", {"-r", "300", "200", "scripts/keys.lua"}, directory);
     ASSERT_TRUE(player.WaitFor("FPS:"));
     keyDown("a");
-    ASSERT_TRUE(player.WaitFor("key 7 2\n", 3)) << player.Output();
+    ASSERT_TRUE(player.WaitFor("key 7 2\n", 3));
     keyUp("a");
     ASSERT_TRUE(player.WaitFor("key 7 0\n"));
     key("b"); // unbound
@@ -76,7 +78,7 @@ end)");
     Program player("tarnplay", {"-r", "101", "80", "paint.lua"}, directory);
     ASSERT_TRUE(player.WaitFor("FPS:"));
     key("c");
-    ASSERT_TRUE(player.WaitFor("Screenshot saved to: shots/capture042.bmp\ncapture 1\n")) << player.Output();
+    ASSERT_TRUE(player.WaitFor("Screenshot saved to: shots/capture042.bmp\ncapture 1\n"));
     const std::string bytes = readText(directory + "/shots/capture042.bmp");
     ASSERT_EQ(54u + 304u * 80u, bytes.size()) << "rows of 101 pixels are padded to 304 bytes";
     sf::Image image;
@@ -93,12 +95,16 @@ end)");
     }
 }
 
-TEST_F(Script, FramesRunAtSixtyASecondAndPlayerSavesTheLast) {
+TEST_F(Script, FramesAreHeldToSixtyASecondAndPlayerSavesTheLast) {
     script("count.lua", "function Init() BackColor(0, 1, 0, 1) end function Draw() end");
     Program player("tarnplay", {"--frames", "130", "--capture", "last.png", "count.lua"}, directory);
     ASSERT_EQ(0, player.WaitForExit()) << player.Output();
-    EXPECT_TRUE(player.WaitFor("FPS: 60\t") || player.WaitFor("FPS: 61\t") || player.WaitFor("FPS: 59\t"))
-        << player.Output();
+    // A busy machine may be slower, none may be faster; the first second also holds the start.
+    int lastRate = 0;
+    const std::size_t line = player.Output().rfind("FPS: ");
+    ASSERT_NE(std::string::npos, line) << player.Output();
+    ASSERT_EQ(1, sscanf(player.Output().c_str() + line, "FPS: %d\t Load: ", &lastRate));
+    EXPECT_LE(lastRate, 61);
     sf::Image image;
     ASSERT_TRUE(image.loadFromFile(directory + "/last.png"));
     EXPECT_EQ(sf::Vector2u(1024, 768), image.getSize());
@@ -110,14 +116,17 @@ TEST_F(Script, WatchingStartsAChangedScriptAfresh) {
     Program player("tarnplay", {"--watch", "live.lua"}, directory);
     ASSERT_TRUE(player.WaitFor("FPS:"));
     script("live.lua", "function Init() error('broken') end function Draw() end");
-    ASSERT_TRUE(player.WaitFor("Waiting for a change")) << player.Output();
+    ASSERT_TRUE(player.WaitFor("Waiting for a change"));
     script("live.lua", "function Init() print('mended') end function Draw() end");
-    EXPECT_TRUE(player.WaitFor("mended\n")) << player.Output();
+    EXPECT_TRUE(player.WaitFor("mended\n"));
 }
 
 TEST_F(Script, PlayerExplainsItsArguments) {
-    for (const std::vector<std::string>& wrong :
-         {std::vector<std::string>{}, {"a.lua", "b.lua"}, {"--frames", "x", "a.lua"}, {"--bogus", "a.lua"}}) {
+    for (const std::vector<std::string>& wrong : {std::vector<std::string>{},
+                                                  {"a.lua", "b.lua"},
+                                                  {"--frames", "x", "a.lua"},
+                                                  {"--bogus", "a.lua"},
+                                                  {"-r", "64", "a.lua"}}) {
         Program player("tarnplay", wrong, directory);
         EXPECT_EQ(2, player.WaitForExit());
         EXPECT_NE(std::string::npos, player.Output().find("usage: tarnplay")) << player.Output();
@@ -140,6 +149,8 @@ INSTANTIATE_TEST_SUITE_P(
                 "Lua Err INIT: scripts/broken.lua:2: "},
         Failure{"MoonSyntaxError", "broken.moon", "Init = -> (\n",
                 "Lua Err INIT: attempt to call a nil value.\n"},
+        Failure{"FileRaisesAfterInit", "late.lua", "Init = print Draw = print error('late', 0)",
+                "Lua Err LOAD: late.\n"},
         Failure{"MissingFile", "absent.lua", nullptr, "Lua Err INIT: cannot open scripts/absent.lua"},
         Failure{"InitRaises", "init.lua", "function Init() error('no luck') end",
                 "Lua Err INIT: scripts/init.lua:1: no luck.\n"},
@@ -165,7 +176,37 @@ TEST_F(Script, AFailingKeyHappenIsReportedAndTheFrameGoesOn) {
     Program player("tarnplay", {"keyerror.lua"}, directory);
     ASSERT_TRUE(player.WaitFor("FPS:"));
     key("a");
-    EXPECT_TRUE(player.WaitFor("LUA ERR: scripts/keyerror.lua:2: bad key\nstack traceback:"))
-        << player.Output();
+    EXPECT_TRUE(player.WaitFor("LUA ERR: scripts/keyerror.lua:2: bad key\nstack traceback:"));
     EXPECT_TRUE(player.WaitFor("FPS:", 2));
+}
+
+TEST_F(Script, EveryFunctionEveryFrameDoesNotGrowInMemory) {
+    script("soak.lua", readText(TARN_SOURCE_DIR "/tests/e2e/soak.lua"));
+    const char* seconds = std::getenv("TARN_SOAK_SECONDS");
+    const int frames = 60 * (seconds ? atoi(seconds) : 10);
+    ASSERT_EQ(0, play("soak.lua", frames)) << output;
+    std::vector<int> kilobytes;
+    for (std::size_t at = 0; (at = output.find("resident ", at)) != std::string::npos; ++at)
+        kilobytes.push_back(atoi(output.c_str() + at + 9));
+    ASSERT_GT(kilobytes.size(), 5u) << output;
+    // Caches fill in the first seconds: texts live for five.
+    EXPECT_LT(kilobytes.back(), kilobytes[kilobytes.size() / 2] + 1024) << output;
+    EXPECT_EQ(std::string::npos, output.find("OpenGL Error")) << output;
+}
+
+TEST_F(Script, ASaveSurvivesAKillAtAnyMoment) {
+    script("saver.lua", R"(
+local contents = { string.rep("a", 5000), string.rep("b", 70000) }
+function Init() WriteSaveString("g", "kept", contents[1]) print("saved") end
+function Draw() for i = 1, 50 do WriteSaveString("g", "kept", contents[i % 2 + 1]) end end)");
+    for (int round = 0; round < 12; ++round) {
+        {
+            Program player("tarnplay", {"-r", "64", "64", "saver.lua"}, directory);
+            ASSERT_TRUE(player.WaitFor("saved\n"));
+            for (int i = 0; i < round % 4; ++i)
+                pause();
+        } // killed
+        const std::string kept = readText(directory + "/kept");
+        EXPECT_TRUE(kept == std::string(5000, 'a') || kept == std::string(70000, 'b')) << kept.size();
+    }
 }
