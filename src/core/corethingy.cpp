@@ -65,7 +65,10 @@ sf::VideoMode bestMode(const sf::VideoMode& wanted) {
 
 // ---- Construction ----
 
-CoreThingy::CoreThingy()
+// The first window object loads the OpenGL driver. That counts: frames are paced from the start of all this.
+CoreThingy::CoreThingy() : CoreThingy(sf::Clock()) {}
+
+CoreThingy::CoreThingy(const sf::Clock& started)
     : mouseX(0), mouseY(0), mouseTotalX(0), mouseTotalY(0), mouseRelX(0), mouseRelY(0), gameTime(0),
       prevGameTime(-0.01f), timeScale(1), clockTime(0), prevClockTime(-0.01f), gameDelta(0), frameDelta(0),
       frameCount(0), mouseScalar(1), mouseNorm(1.0f / kDefaultWidth), fov(90), orthoScaleX(1), orthoScaleY(1),
@@ -74,8 +77,9 @@ CoreThingy::CoreThingy()
       width(kDefaultWidth), height(kDefaultHeight), bitsPerPixel(32),
       aspect(static_cast<float>(kDefaultWidth) / kDefaultHeight), nearPlane(0.1f), farPlane(1000),
       fpsFrames(0), limitFps(true), targetFps(60), fixedStep(limitFps),
-      fixedDelta(1.0f / static_cast<float>(targetFps)), nextFrameTime(0), argv(nullptr), argc(0), event(),
-      spaceMapper(nullptr), keyResult(0), mouseRecentred(false) {
+      fixedDelta(1.0f / static_cast<float>(targetFps)), nextFrameTime(0), argv(nullptr), argc(0),
+      clock(started), event(), spaceMapper(nullptr), keyResult(0), mouseRecentred(false),
+      pacer(std::chrono::microseconds(clock.getElapsedTime().asMicroseconds())) {
     mediaPath.Assign("media/");
     DataBlock quadPath(mediaPath.CStr());
     quadPath.Append("geom/quad.obj");
@@ -186,7 +190,7 @@ int CoreThingy::TimeStep() {
     mouseRecentred = false;
     privPollEvents();
     prevClockTime = clockTime;
-    clockTime = clock.getElapsedTime().asSeconds();
+    clockTime = pacer.Seconds();
     loadTime += clockTime - prevClockTime;
     privWaitForFrame();
     privAdvanceTime();
@@ -239,16 +243,16 @@ void CoreThingy::privPollEvents() {
 // A busy wait: sleeping would give the processor back but wake up late. The deadline is never moved to the
 // present, so after a stall the next frames run without waiting until they have caught up.
 void CoreThingy::privWaitForFrame() {
-    if (!limitFps)
+    if (!limitFps || targetFps < 1)
         return;
-    nextFrameTime += 1.0f / static_cast<float>(targetFps);
-    while (clockTime < nextFrameTime)
-        clockTime = clock.getElapsedTime().asSeconds();
+    const std::int64_t deadline = pacer.NextDeadline(&nextFrameTime, targetFps);
+    while (pacer.Now() < deadline) {
+    }
 }
 
 void CoreThingy::privAdvanceTime() {
     ++frameCount;
-    clockTime = clock.getElapsedTime().asSeconds();
+    clockTime = pacer.Seconds();
     frameDelta = clockTime - prevClockTime;
     if (frameCount < kFirstTimedFrame)
         return;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "datablock.h"
+#include "framepacer.h"
 #include "geometry.h"
 #include "manager.h"
 #include "spaceMapper.h"
@@ -185,11 +186,12 @@ public:
     char** argv;               ///< command line given to DeclareArgs; not owned
     int argc;                  ///< entries of argv
     sf::Window window;
-    sf::Clock clock;          ///< started at construction
+    sf::Clock clock;          ///< started when construction began; all clock times count from there
     sf::Event event;          ///< the event being handled
     SpaceMapper* spaceMapper; ///< owned; null until SetSpaceMapper(1)
 
 private:
+    explicit CoreThingy(const sf::Clock& started);
     void privTakeWindowSize();
     void privReportGLError();
     void privPollEvents();
@@ -212,4 +214,5 @@ private:
 
     int keyResult;       ///< result of this frame's last key press
     bool mouseRecentred; ///< a motion of this frame has moved the pointer to the centre
+    FramePacer pacer;    ///< reads clock to the nanosecond; nextFrameTime mirrors its deadline
 };

@@ -4,9 +4,12 @@
 
 #include "strfuncs.h"
 
+#include <SFML/System/Err.hpp>
 #include <algorithm>
 #include <climits>
 #include <cstdio>
+#include <cstring>
+#include <ostream>
 #include <type_traits>
 
 // Entries live as plain bytes in a growing block.
@@ -21,8 +24,36 @@ const char* textOrEmpty(const char* text) {
 }
 
 bool sameName(const char* stored, const char* asked) {
-    return strequal(stored, asked, kNameLimit, true);
+    return std::strncmp(stored, asked, kNameLimit) == 0;
 }
+
+// Of the characters that are stored, so that a long name has the hash of what it registered.
+std::uint32_t nameHash(const char* name) {
+    const void* end = std::memchr(name, 0, kNameLimit);
+    return hashBytes(name, end ? static_cast<const char*>(end) - name : kNameLimit);
+}
+
+// While one of these lives, nothing that the media library reports on its error stream is shown. Items that
+// failed before are tried again at every request; one report for each of them is enough.
+class QuietRetry {
+public:
+    explicit QuietRetry(bool retry) : quiet(retry), original(sf::err().rdbuf()) {
+        if (quiet)
+            sf::err().rdbuf(nullptr);
+    }
+
+    ~QuietRetry() {
+        if (quiet)
+            sf::err().rdbuf(original);
+    }
+
+    QuietRetry(const QuietRetry&) = delete;
+    QuietRetry& operator=(const QuietRetry&) = delete;
+
+private:
+    const bool quiet;
+    std::streambuf* const original;
+};
 
 void store(int* where, int value) {
     if (where)
@@ -66,6 +97,24 @@ GroupFileItem* MediaManagerGroup::AddFile(const char* path) {
     file->lastItem = itemCount - 1;
     files.Add(file);
     return file;
+}
+
+int MediaManagerGroup::IndexOf(const char* itemName) const {
+    for (; indexed < itemCount; indexed++) {
+        const std::uint32_t hash = nameHash(entriesPtr[indexed].name);
+        if (priv_Find(entriesPtr[indexed].name, hash) < 0)
+            index.Add(hash, indexed);
+    }
+    return priv_Find(itemName, nameHash(itemName));
+}
+
+int MediaManagerGroup::priv_Find(const char* itemName, std::uint32_t hash) const {
+    int step = 0;
+    for (int i = index.Next(hash, &step); i >= 0; i = index.Next(hash, &step)) {
+        if (sameName(entriesPtr[i].name, itemName))
+            return i;
+    }
+    return -1;
 }
 
 // ---- MediaManagerSubList
@@ -113,21 +162,25 @@ void MediaManager::SetPathPrefix(const char* prefix) {
     pathPrefix.Assign(textOrEmpty(prefix));
 }
 
-void MediaManager::AddContent(const char* file, const char* group, int* first, int* count) {
+void MediaManager::AddContent(const char* file, const char* groupName, int* first, int* count) {
     DataBlock path;
     path.Append(&pathPrefix);
     path.Append(textOrEmpty(file));
+    MediaManagerGroup* group = priv_FindOrAddGroup(groupName);
+    const int oldCount = group->itemCount;
     int localFirst = 0;
     int added = 0;
-    QueryFile(path.CStr(), priv_FindOrAddGroup(group), &localFirst, &added);
+    QueryFile(path.CStr(), group, &localFirst, &added);
     store(first, itemCount);
     store(count, added);
     itemCount += added;
     priv_CoverIndex(itemCount);
+    priv_NotePlaces(group, oldCount);
 }
 
 int MediaManager::CreateEmptyItem(const char* groupName, const char* name, int*** slot) {
     MediaManagerGroup* group = priv_FindOrAddGroup(groupName);
+    const int localIndex = group->itemCount;
     GroupFileItem* file = group->AddFile("");
     file->lastItem = file->firstItem;
     file->state = 1;
@@ -138,6 +191,7 @@ int MediaManager::CreateEmptyItem(const char* groupName, const char* name, int**
     strcopy(textOrEmpty(name), entry->name, kNameLimit);
     entry->loaded = true;
     priv_CoverIndex(itemCount);
+    priv_NotePlaces(group, localIndex);
     if (slot)
         *slot = GetItemPtr(globalIndex);
     return globalIndex;
@@ -148,11 +202,12 @@ int MediaManager::CreateEmptyItem(const char* groupName, const char* name, int**
 MediaManagerGroup* MediaManager::GetGroup(const char* name) {
     if (!name || !*name)
         return GetGroup(0);
-    for (int i = 1; i < groups.Count(); i++) {
-        if (sameName(GetGroup(i)->name, name))
-            return GetGroup(i);
+    for (; indexedGroups < groups.Count(); indexedGroups++) {
+        const char* added = GetGroup(indexedGroups)->name;
+        if (!priv_FindGroup(added, nameHash(added)))
+            groupIndex.Add(nameHash(added), indexedGroups);
     }
-    return nullptr;
+    return priv_FindGroup(name, nameHash(name));
 }
 
 MediaManagerGroup* MediaManager::GetGroup(int index) {
@@ -160,13 +215,7 @@ MediaManagerGroup* MediaManager::GetGroup(int index) {
 }
 
 int MediaManager::GetGroupItemIndex(const MediaManagerGroup* group, const char* name) {
-    if (!group || !name)
-        return -1;
-    for (int i = 0; i < group->itemCount; i++) {
-        if (sameName(group->entriesPtr[i].name, name))
-            return i;
-    }
-    return -1;
+    return group && name ? group->IndexOf(name) : -1;
 }
 
 int MediaManager::GetIndex(const char* name, const char* group) {
@@ -177,9 +226,11 @@ int* MediaManager::GetItem(int globalIndex) {
     int* item = GetLoadedItem(globalIndex);
     if (item)
         return item;
-    int localIndex = 0;
-    MediaManagerGroup* group = priv_GroupOfItem(globalIndex, &localIndex);
-    return group ? GetItem(localIndex, group) : nullptr;
+    const MediaManagerSubList* page = priv_Page(globalIndex);
+    if (!page)
+        return nullptr;
+    const ItemPlace place = page->places[globalIndex % MediaManagerSubList::kSlots];
+    return place.group ? GetItem(place.localIndex, place.group) : nullptr;
 }
 
 int* MediaManager::GetItem(const char* name, const char* groupName) {
@@ -211,8 +262,11 @@ int* MediaManager::GetItem(int localIndex, MediaManagerGroup* group) {
     }
     // A copy: loading may register more content and so move the entries.
     const GroupItemEntry entry = group->entriesPtr[localIndex];
-    if (!entry.loaded)
-        LoadFile(static_cast<GroupFileItem*>(group->files.Get(entry.fileIndex)), group);
+    if (!entry.loaded) {
+        auto* file = static_cast<GroupFileItem*>(group->files.Get(entry.fileIndex));
+        const QuietRetry quiet(file->state == 2);
+        LoadFile(file, group);
+    }
     return GetLoadedItem(entry.globalIndex);
 }
 
@@ -222,9 +276,7 @@ int* MediaManager::GetLoadedItem(int globalIndex) {
 }
 
 int** MediaManager::GetItemPtr(int globalIndex) {
-    if (globalIndex < 0)
-        return nullptr;
-    auto* page = static_cast<MediaManagerSubList*>(subLists.Get(globalIndex / MediaManagerSubList::kSlots));
+    const MediaManagerSubList* page = priv_Page(globalIndex);
     return page ? &page->slotPtr[globalIndex % MediaManagerSubList::kSlots] : nullptr;
 }
 
@@ -275,6 +327,12 @@ void MediaManager::priv_FinishLoad(GroupFileItem* file, MediaManagerGroup* group
     entry.loaded = true;
 }
 
+MediaManagerSubList* MediaManager::priv_Page(int globalIndex) {
+    if (globalIndex < 0)
+        return nullptr;
+    return static_cast<MediaManagerSubList*>(subLists.Get(globalIndex / MediaManagerSubList::kSlots));
+}
+
 MediaManagerGroup* MediaManager::priv_FindOrAddGroup(const char* name) {
     MediaManagerGroup* group = GetGroup(name);
     if (!group) {
@@ -284,15 +342,19 @@ MediaManagerGroup* MediaManager::priv_FindOrAddGroup(const char* name) {
     return group;
 }
 
-MediaManagerGroup* MediaManager::priv_GroupOfItem(int globalIndex, int* localIndex) {
-    for (int g = 0; g < groups.Count(); g++) {
-        MediaManagerGroup* group = GetGroup(g);
-        for (int i = 0; i < group->itemCount; i++) {
-            if (group->entriesPtr[i].globalIndex == globalIndex) {
-                *localIndex = i;
-                return group;
-            }
-        }
+MediaManagerGroup* MediaManager::priv_FindGroup(const char* name, std::uint32_t hash) {
+    int step = 0;
+    for (int i = groupIndex.Next(hash, &step); i >= 0; i = groupIndex.Next(hash, &step)) {
+        if (sameName(GetGroup(i)->name, name))
+            return GetGroup(i);
     }
     return nullptr;
+}
+
+void MediaManager::priv_NotePlaces(MediaManagerGroup* group, int firstLocal) {
+    for (int i = firstLocal; i < group->itemCount; i++) {
+        const int globalIndex = group->entriesPtr[i].globalIndex;
+        if (MediaManagerSubList* page = priv_Page(globalIndex))
+            page->places[globalIndex % MediaManagerSubList::kSlots] = {group, i};
+    }
 }

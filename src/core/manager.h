@@ -4,6 +4,8 @@
 
 #include "datablock.h"
 #include "geometry.h"
+#include "lazyarray.h"
+#include "nameindex.h"
 #include "tnmath.h"
 #include "tnq.h"
 
@@ -11,6 +13,7 @@ class SoundBufferItem;
 class SoundSlot;
 class Shader;
 class Texture;
+struct TextKey;
 
 namespace sf {
 class Music;
@@ -32,6 +35,10 @@ class Music;
 // ...) give "stone" the global index 0 (group "walls", local index 0) and "oak" the global index 1 (default
 // group, local index 0). Neither file is opened before someone uses it: Use(0), Use("walls", "stone") and
 // Use("walls", 0) all load and use the stone.
+//
+// Every lookup takes the same time however many items and groups there are: names are found through a
+// HashIndex beside each list, and a page knows where its items stand in their groups. Entries and groups are
+// put into the index by the first lookup after their registration; from then on their names stay as they are.
 //
 // Items are handed around as int*, an untyped pointer: only the derived manager knows the real type.
 
@@ -73,11 +80,26 @@ public:
     /// @return owned by the group; its place in files is files.Count() - 1.
     GroupFileItem* AddFile(const char* path);
 
+    /// @return the local index of the first entry of that name, or -1.
+    int IndexOf(const char* itemName) const;
+
     DataBlock entries;                    // itemCount entries, without gaps
     GroupItemEntry* entriesPtr = nullptr; // start of entries; null while there are none
     char name[kContentNameSize];
     int itemCount = 0;
     TNQ files; // of GroupFileItem*, owned
+
+private:
+    int priv_Find(const char* itemName, std::uint32_t hash) const;
+
+    mutable HashIndex index; // of the first entries of their names
+    mutable int indexed = 0; // entries from the start that the index has seen
+};
+
+/// Where an item stands outside the table.
+struct ItemPlace {
+    MediaManagerGroup* group = nullptr; // not owned; null until the item is registered
+    int localIndex = -1;
 };
 
 /// One page of the item table.
@@ -89,6 +111,7 @@ public:
 
     DataBlock slots;         // kSlots item pointers, null until the item is loaded
     int** slotPtr = nullptr; // the first of them
+    ItemPlace places[kSlots];
 };
 
 /// Base of the managers of file-backed content. Derived managers say how a file becomes items and what using
@@ -190,8 +213,13 @@ protected:
     }
 
 private:
+    MediaManagerSubList* priv_Page(int globalIndex);
     MediaManagerGroup* priv_FindOrAddGroup(const char* name);
-    MediaManagerGroup* priv_GroupOfItem(int globalIndex, int* localIndex);
+    MediaManagerGroup* priv_FindGroup(const char* name, std::uint32_t hash);
+    void priv_NotePlaces(MediaManagerGroup* group, int firstLocal);
+
+    HashIndex groupIndex;  // of all groups but the default one
+    int indexedGroups = 1; // groups from the start that it has seen
 };
 
 /// Textures, one for each image file, loaded at first use. Using one binds it to the 2D texture target.
@@ -332,16 +360,17 @@ public:
     /// that cannot make a sound is refused with a message.
     void SetAudioData(int globalIndex, float* values, int count, int channelCount, int sampleRate, int step);
 
-    SoundSlot* channels = nullptr; // channelCount of them, owned
+    LazyArray<SoundSlot> channels; // channelCount of them, owned; opens the audio device when first looked at
     int channelCount = 0;
     float curTime = 0.0f;
     int lastIndex = -1;
 
 private:
     bool priv_IsFree(const SoundSlot& slot) const;
-    int priv_ChooseChannel(const SoundBufferItem& item, bool* holdsBuffer) const;
-    int priv_FirstFreeChannel(int start) const;
+    int priv_ChooseChannel(const SoundBufferItem& item);
     SoundBufferItem* priv_Sound(int globalIndex);
+
+    float busyUntil; // up to this time no channel is free and none is unused
 };
 
 /// A fixed row of music players, each streaming one file. Player numbers outside the range are ignored.
@@ -373,7 +402,7 @@ public:
 
     DataBlock pathPrefix;
     int musicCount = 0;
-    sf::Music* musics = nullptr; // musicCount of them, owned
+    LazyArray<sf::Music> musics; // musicCount of them, owned; opens the audio device when first looked at
 
 private:
     sf::Music* priv_Player(int number);
@@ -388,6 +417,7 @@ struct TextObj {
     Geometry mesh;
     int id = -1;            // what AddText returned
     float lastDrawn = 0.0f; // game time in seconds; 0 before the first draw
+    std::uint32_t hash = 0; // of string and layout; equal for what counts as the same text
 };
 
 /// Cache of text meshes: drawing the same text every frame builds it once, and texts that are no longer drawn
@@ -411,6 +441,10 @@ public:
     /// Draws a text, building it when no cached one has this string and exactly these parameters.
     void CreateDrawText(const char* text, GeomTextParams* params);
 
+    /// The text that CreateDrawText would draw, built when it is not cached; it counts as drawn now.
+    /// @return owned by the manager, good until the next TimeStep.
+    TextObj* UseText(const char* text, GeomTextParams* params);
+
     /// Takes the game time and, on the first call at or after each whole second, drops the texts that were
     /// last drawn more than keepTime ago.
     /// @param delta seconds since the time given before.
@@ -423,8 +457,13 @@ public:
     float curTime = 0.0f;  // game time in seconds
 
 private:
+    TextObj* priv_Find(const TextKey& key) const;
+    TextObj* priv_Add(const TextKey& key, GeomTextParams* params);
     void priv_Draw(TextObj* text);
     void priv_DropOldTexts();
+    void priv_Index(int place);
+
+    HashIndex index; // of the oldest texts of their string and layout
 };
 
 /// Saved data, one file per key. The path is exactly the key, so games that use the same key share its file.

@@ -3,6 +3,7 @@
 #include "manager_audio.h"
 
 #include "manager.h"
+#include "soundfile.h"
 #include "strfuncs.h"
 
 #include <algorithm>
@@ -12,6 +13,7 @@
 #include <filesystem>
 #include <memory>
 #include <new>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -27,32 +29,46 @@ constexpr float kSampleScale = 16383.0f;
 // More than the best case of the compressed formats, a long silence.
 constexpr std::uint64_t kMostSamplesPerByte = 16384;
 
+// What a sound may have, since all of it is held in memory: 256 MB, 25 minutes of stereo. Music may be
+// longer.
+constexpr std::uint64_t kMostSoundSamples = 1u << 27;
+
+// As a time until which all channels are busy: it may be that some are free.
+constexpr float kUnknown = -INFINITY;
+
 constexpr char kNoDevice[] = "Failed to open the audio device";
 
-enum class Device { Unknown, Present, Missing };
-Device device = Device::Unknown; // settled by the first manager, for the process
+// Of the process. Channels and players are made when they are first needed: opening the device takes time and
+// memory that a silent script does not pay.
+enum class Device { Untried, Tried, Present, Missing };
+Device device = Device::Untried;
 
 // Without an audio device the library complains about every single call, a thousand lines for the channels
 // alone. While one of these lives, such reports are held back; what else the library has to say is passed on,
-// and the missing device is reported once.
+// and the missing device is reported once. One inside another leaves the work to the outer one.
 class ReportFilter {
 public:
-    ReportFilter() : catching(device != Device::Present), original(nullptr) {
-        if (catching)
-            original = sf::err().rdbuf(caught.rdbuf());
+    ReportFilter() : catching(device != Device::Present && !active), original(nullptr) {
+        if (!catching)
+            return;
+        original = sf::err().rdbuf(caught.emplace().rdbuf());
+        active = true;
     }
 
     ~ReportFilter() {
         if (!catching)
             return;
+        active = false;
         sf::err().rdbuf(original);
-        const std::string text = caught.str();
-        if (device == Device::Unknown) {
-            device = contains(text, kNoDevice) ? Device::Missing : Device::Present;
-            if (device == Device::Missing)
-                sf::err() << kNoDevice << std::endl;
+        const std::string text = caught->str();
+        const bool noDevice = contains(text, kNoDevice);
+        if (noDevice && device != Device::Missing) {
+            device = Device::Missing;
+            sf::err() << kNoDevice << std::endl;
+        } else if (device == Device::Tried) {
+            device = Device::Present;
         }
-        const bool consequence = contains(text, kNoDevice) || contains(text, "OpenAL");
+        const bool consequence = noDevice || contains(text, "OpenAL");
         if (device == Device::Present || !consequence)
             sf::err() << text << std::flush;
     }
@@ -65,10 +81,23 @@ private:
         return text.find(part) != std::string::npos;
     }
 
+    static bool active; // one of them is catching
     const bool catching;
-    std::ostringstream caught;
+    std::optional<std::ostringstream>
+        caught;               // only while catching: making one costs more than playing a sound
     std::streambuf* original; // of the library's stream; may be null
 };
+
+bool ReportFilter::active = false;
+
+// Makes channels or players, the first of which open the device.
+template <class Source>
+Source* makeSources(int n) {
+    const ReportFilter filter;
+    if (device == Device::Untried)
+        device = Device::Tried;
+    return new Source[n];
+}
 
 SoundBufferItem* asSound(int* item) {
     return reinterpret_cast<SoundBufferItem*>(item);
@@ -87,6 +116,20 @@ void applyProps(sf::SoundSource& source, float volume, float pitch, float x, flo
         source.setPosition(x, y, z);
 }
 
+// From its beginning, at full volume and normal pitch. Each call into the library waits for its lock, so that
+// what is set already is not set again.
+void start(SoundSlot& slot, const SoundBufferItem& sound) {
+    const ReportFilter filter;
+    if (slot.getBuffer() != &sound)
+        slot.setBuffer(sound);
+    slot.play();
+    if (slot.plain)
+        return;
+    applyProps(slot, 1.0f, 1.0f, 0.0f, 0.0f, 0.0f);
+    slot.setLoop(false);
+    slot.plain = true;
+}
+
 // The channel counts are those that the audio library has a sample format for.
 bool isPlayable(std::uint64_t samples, unsigned channelCount, unsigned sampleRate) {
     const bool layoutKnown = channelCount == 1 || channelCount == 2 || channelCount == 4 ||
@@ -96,18 +139,23 @@ bool isPlayable(std::uint64_t samples, unsigned channelCount, unsigned sampleRat
 
 // The library hangs on directories, on unknown channel counts and on headers that announce far more samples
 // than any compression can hold, so files are looked at before it may have them. It names files that it
-// cannot open.
-bool isSoundFile(const std::string& path) {
+// cannot open. A sound is to be held in memory whole, music is not.
+bool isSoundFile(const std::string& path, bool whole) {
     std::error_code error;
     sf::InputSoundFile file;
     const bool regular = std::filesystem::is_regular_file(path, error);
-    if (regular && !file.openFromFile(path))
+    const bool trusted = regular && MayOpenSoundFile(path, whole);
+    if (trusted && !file.openFromFile(path))
         return false;
+    if (whole && file.getSampleCount() > kMostSoundSamples) {
+        printf("Error: sound %s is too long, play it as music\n", path.c_str());
+        return false;
+    }
     const std::uint64_t mostSamples = std::filesystem::file_size(path, error) * kMostSamplesPerByte;
-    if (!error && file.getSampleCount() <= mostSamples &&
+    if (trusted && !error && file.getSampleCount() <= mostSamples &&
         isPlayable(file.getSampleCount(), file.getChannelCount(), file.getSampleRate()))
         return true;
-    fprintf(stderr, "Not a playable sound file: %s\n", path.c_str());
+    sf::err() << "Not a playable sound file: " << path << std::endl;
     return false;
 }
 
@@ -129,7 +177,7 @@ std::int16_t meanSample(const float* values, int count) {
 
 // ---- AudioManager: channels
 
-AudioManager::AudioManager() {
+AudioManager::AudioManager() : channels(makeSources<SoundSlot>) {
     SetMaxChannels(kDefaultChannels);
 }
 
@@ -141,9 +189,9 @@ AudioManager::~AudioManager() {
 
 void AudioManager::SetMaxChannels(int n) {
     const ReportFilter filter;
-    delete[] channels;
     channelCount = std::max(n, 0);
-    channels = channelCount > 0 ? new SoundSlot[channelCount] : nullptr;
+    channels.Reset(channelCount);
+    busyUntil = kUnknown;
 }
 
 void AudioManager::SetTime(float now, float) {
@@ -161,7 +209,9 @@ void AudioManager::SetAudProps(int channel, float volume, float pitch, bool loop
     SoundSlot& slot = channels[channel];
     applyProps(slot, volume, pitch, x, y, z);
     slot.setLoop(loop);
+    slot.plain = false;
     slot.looping = loop;
+    busyUntil = kUnknown;
 }
 
 void AudioManager::StopAudio(int channel) {
@@ -172,6 +222,7 @@ void AudioManager::StopAudio(int channel) {
     slot.stop();
     slot.endTime = curTime;
     slot.looping = false;
+    busyUntil = kUnknown;
 }
 
 // ---- AudioManager: items
@@ -183,9 +234,10 @@ void AudioManager::QueryFile(const char* path, MediaManagerGroup* group, int* fi
 
 void AudioManager::LoadFile(GroupFileItem* file, MediaManagerGroup* group) {
     const ReportFilter filter;
+    channels.Make(); // they keep the device open from sound to sound
     const std::string path = nativePath(file->path.CStr());
     auto sound = std::make_unique<SoundBufferItem>();
-    if (!isSoundFile(path) || !sound->loadFromFile(path)) {
+    if (!isSoundFile(path, true) || !sound->loadFromFile(path)) {
         printf("Error: Audio File Not Loaded.\n");
         priv_FinishLoad(file, group, nullptr);
         return;
@@ -197,6 +249,7 @@ void AudioManager::LoadFile(GroupFileItem* file, MediaManagerGroup* group) {
 
 int AudioManager::NewAudio(const char* name, const char* group) {
     const ReportFilter filter;
+    channels.Make();
     int** slot = nullptr;
     const int globalIndex = CreateEmptyItem(group, name, &slot);
     if (!slot)
@@ -248,63 +301,64 @@ SoundBufferItem* AudioManager::priv_Sound(int globalIndex) {
 void AudioManager::priv_Use(int* item) {
     if (!item || channelCount == 0)
         return;
-    const ReportFilter filter;
     SoundBufferItem& sound = *asSound(item);
-    bool holdsBuffer = false;
-    lastIndex = priv_ChooseChannel(sound, &holdsBuffer);
+    lastIndex = priv_ChooseChannel(sound);
     sound.lastChannel = lastIndex;
     SoundSlot& slot = channels[lastIndex];
     // A looping channel that is taken over loops no longer.
     if (slot.ownerIndex >= 0)
         slot.looping = false;
     slot.ownerIndex = sound.itemIndex;
-    if (!holdsBuffer)
-        slot.setBuffer(sound);
-    slot.play();
-    applyProps(slot, 1.0f, 1.0f, 0.0f, 0.0f, 0.0f);
-    slot.setLoop(false);
     slot.endTime = curTime + sound.duration;
+    busyUntil = std::min(busyUntil, slot.endTime);
+    if (device != Device::Missing)
+        start(slot, sound);
 }
 
 bool AudioManager::priv_IsFree(const SoundSlot& slot) const {
     return slot.endTime < curTime && !slot.looping;
 }
 
-int AudioManager::priv_ChooseChannel(const SoundBufferItem& sound, bool* holdsBuffer) const {
+int AudioManager::priv_ChooseChannel(const SoundBufferItem& sound) {
+    const SoundSlot* const slots = channels;
     const int last = sound.lastChannel;
-    *holdsBuffer = false;
     // The last channel may be gone: the number of channels can shrink.
-    if (last >= 0 && last < channelCount && channels[last].ownerIndex == sound.itemIndex &&
-        priv_IsFree(channels[last]))
+    if (last >= 0 && last < channelCount && slots[last].ownerIndex == sound.itemIndex &&
+        priv_IsFree(slots[last]))
         return last;
-    const int start = last + 1;
+    const int start = (last + 1) % channelCount;
+    const int taken = (start + channelCount - 1) % channelCount;
+    if (curTime <= busyUntil)
+        return taken;
+    int own = -1;
+    int unused = -1;
+    int free = -1;
+    float firstEnd = INFINITY;
     for (int i = 0; i < channelCount; i++) {
-        const int channel = (start - i + channelCount) % channelCount;
-        if (channels[channel].ownerIndex == sound.itemIndex && priv_IsFree(channels[channel])) {
-            *holdsBuffer = true;
-            return channel;
+        const int channel = start + i < channelCount ? start + i : start + i - channelCount;
+        const SoundSlot& slot = slots[channel];
+        if (slot.ownerIndex < 0) {
+            unused = unused < 0 ? channel : unused;
+        } else if (priv_IsFree(slot)) {
+            free = free < 0 ? channel : free;
+            // Counted downwards from the start, the latest found comes first, but for the start itself.
+            if (slot.ownerIndex == sound.itemIndex && own != start)
+                own = channel;
+        } else if (!slot.looping) {
+            firstEnd = std::min(firstEnd, slot.endTime);
         }
     }
-    return priv_FirstFreeChannel(start);
-}
-
-int AudioManager::priv_FirstFreeChannel(int start) const {
-    for (int i = 0; i < channelCount; i++) {
-        const int channel = (start + i) % channelCount;
-        if (channels[channel].ownerIndex < 0)
-            return channel;
-    }
-    for (int i = 0; i < channelCount; i++) {
-        const int channel = (start + i) % channelCount;
-        if (priv_IsFree(channels[channel]))
-            return channel;
-    }
-    return (start + channelCount - 1) % channelCount;
+    if (own >= 0 || unused >= 0)
+        return own >= 0 ? own : unused;
+    if (free >= 0)
+        return free;
+    busyUntil = firstEnd;
+    return taken;
 }
 
 // ---- MusicManager
 
-MusicManager::MusicManager() {
+MusicManager::MusicManager() : musics(makeSources<sf::Music>) {
     SetMaxChannels(kDefaultPlayers);
 }
 
@@ -318,9 +372,8 @@ void MusicManager::SetPathPrefix(const char* prefix) {
 
 void MusicManager::SetMaxChannels(int n) {
     const ReportFilter filter;
-    delete[] musics;
     musicCount = std::max(n, 0);
-    musics = musicCount > 0 ? new sf::Music[musicCount] : nullptr;
+    musics.Reset(musicCount);
 }
 
 void MusicManager::LoadFile(int number, const char* file) {
@@ -332,7 +385,7 @@ void MusicManager::LoadFile(int number, const char* file) {
     path.Append(&pathPrefix);
     path.Append(file ? file : "");
     const std::string native = nativePath(path.CStr());
-    if (isSoundFile(native) && player->openFromFile(native))
+    if (isSoundFile(native, false) && player->openFromFile(native))
         return;
     printf("Error: Music failed to load\n");
     // A player whose last file went wrong would play on without end; a new one has nothing to play.

@@ -3,9 +3,7 @@
 #include "tnmath.h"
 
 #include <cmath>
-#include <cstddef>
 #include <cstdio>
-#include <cstring>
 #include <utility>
 
 // Matrix
@@ -76,31 +74,6 @@ void Matrix::Rotate(float x, float y, float z, float angle) {
     r[10] = t * (z * z - 1.0f) + 1.0f;
     rotation.Multiply(this);
     Assign(&rotation);
-}
-
-void Matrix::TransformBuf(unsigned char* buf, int offset, int count, int stride, const Matrix* texMatrix) {
-    // Local copies: for all the compiler knows, a store through buf could change the members.
-    const Matrix own = *this;
-    const Matrix tex = texMatrix ? *texMatrix : Matrix();
-    const float* const a = own.m;
-    const float* const t = tex.m;
-    unsigned char* record = buf + offset;
-    for (int i = 0; i < count; i++, record += stride) {
-        float v[8];
-        std::memcpy(v, record, 6 * sizeof(float));
-        float out[8];
-        for (int row = 0; row < 3; row++) {
-            out[row] = a[row] * v[0] + a[4 + row] * v[1] + a[8 + row] * v[2] + a[12 + row];
-            out[3 + row] = a[row] * v[3] + a[4 + row] * v[4] + a[8 + row] * v[5];
-        }
-        std::memcpy(record, out, 6 * sizeof(float));
-        if (texMatrix) {
-            std::memcpy(v + 6, record + 6 * sizeof(float), 2 * sizeof(float));
-            out[6] = t[0] * v[6] + t[4] * v[7] + t[12];
-            out[7] = t[1] * v[6] + t[5] * v[7] + t[13];
-            std::memcpy(record + 6 * sizeof(float), out + 6, 2 * sizeof(float));
-        }
-    }
 }
 
 // MatrixStack

@@ -2,9 +2,14 @@
 #include "geometry.h"
 
 #include "gl_test.h"
+#include "strfuncs.h"
 #include "tnmath.h"
 
+#include <algorithm>
+#include <cmath>
 #include <deque>
+#include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -20,12 +25,12 @@ Floats values(const FloatDataBlock& list) {
 /// A whole OBJ text read into its objects, told as "name triangles quads;" each.
 struct ObjFile {
     std::deque<Geometry> meshes;
+    ObjCollectedVertData collected;
     std::string told;
 
     explicit ObjFile(const std::string& text) {
         DataBlock data;
         data.Append(text.data(), static_cast<int>(text.size()));
-        ObjCollectedVertData collected;
         int pos = 0;
         // A reader that stands still ends here too: no text holds more objects than bytes.
         for (bool atEnd = false; !atEnd && meshes.size() <= text.size();) {
@@ -71,6 +76,97 @@ TEST(GeometryObj, CornersTakeTheirRecords) {
     EXPECT_EQ(values(file.meshes[1].quads), (Floats{4, 5, 6, 0, 1, 0, .5f, .25f, 1, 2, 3, 0, 1, 0, 0, 0,
                                                     4, 5, 6, 0, 0, 0, .5f, .25f, 1, 2, 3, 0, 0, 0, 0, 0}));
     EXPECT_EQ(values(file.meshes[1].tris), Floats(24));
+}
+
+/// A text without objects, read word by word and by nothing but the rules for words.
+struct PlainReader {
+    static constexpr int sizes[3] = {3, 2, 3};
+    Floats stores[3], faces[2]; // positions, texture coordinates, normals; triangles, quads
+
+    explicit PlainReader(const std::string& text) {
+        DataBlock data;
+        data.Append(text.data(), static_cast<int>(text.size()));
+        const std::string keywords[] = {"v", "vt", "vn", "f"};
+        char word[32];
+        for (int pos = 0; pos < data.Len();) {
+            bool lineEnded = data.GetData(&pos, "w", word);
+            const auto kind = std::find(keywords, keywords + 4, word) - keywords;
+            for (int i = 0; kind < 3 && i < sizes[kind]; ++i) {
+                data.GetData(&pos, "w", word);
+                stores[kind].push_back(stringToFloat(word));
+            }
+            Floats face;
+            while (kind == 3 && !lineEnded && pos < data.Len()) {
+                lineEnded = data.GetData(&pos, "w", word);
+                addCorner(word, face);
+            }
+            if (face.size() == 24 || face.size() == 32)
+                faces[face.size() / 32].insert(faces[face.size() / 32].end(), face.begin(), face.end());
+        }
+    }
+
+    void addCorner(const char* word, Floats& face) const {
+        std::istringstream parts(word);
+        std::string part;
+        int numbers[3] = {};
+        for (int i = 0; i < 3 && std::getline(parts, part, '/'); ++i)
+            numbers[i] = toint(part.c_str());
+        for (const int kind : {0, 2, 1}) {
+            for (int i = 0; i < sizes[kind]; ++i) {
+                const long long at = (numbers[kind] - 1LL) * sizes[kind] + i;
+                const bool held = at >= 0 && at < static_cast<long long>(stores[kind].size());
+                face.push_back(held ? stores[kind][static_cast<size_t>(at)] : 0);
+            }
+        }
+    }
+};
+
+/// A text of records in many forms, most of them as exporters write them.
+std::string randomText(std::mt19937& random) {
+    const auto pick = [&](const std::vector<const char*>& texts) { return texts[random() % texts.size()]; };
+    // The long ones lie halfway between two floats but for their last digit.
+    static const char oddNumbers[] =
+        "-0 .5 5. - . 1e inf nan +1 0x1p3 7\t8 1.2.3 1e-400 1E+5 1.46465259790420532 "
+        "7.8980009555816650 104.25753402709961 106.16039657592773";
+    std::string text;
+    for (int line = 0; line < 100; ++line) {
+        const std::string keyword = pick({"v", "vt", "vn", "f", "f", "x"});
+        text += keyword;
+        for (unsigned words = 1 + random() % 5; words > 0; --words) {
+            char number[400], corner[40], odd[32];
+            snprintf(number, sizeof(number), pick({"%.*f", "%.*e", "%.*g"}), static_cast<int>(random() % 18),
+                     std::ldexp(random() - 2e9, static_cast<int>(random() % 120) - 80));
+            snprintf(corner, sizeof(corner),
+                     pick({"%u", "%u/%u", "/%u", "%u//%u", "%u/%u/%u", "%u/%u/%u/", "%010u"}), random() % 40,
+                     random() % 40, random() % 40);
+            GetLineWord(oddNumbers, odd, static_cast<int>(random() % 18));
+            text += pick({" ", " ", " ", "  "});
+            text += keyword == "f" ? corner : random() % 10 > 0 ? number : odd;
+        }
+        text += pick({"\n", "\n", "\n", "\r\n", "\n\n"});
+    }
+    return text;
+}
+
+// Well-formed lines take a quick way through the reader. It must give the same bits as the words do.
+TEST(GeometryObj, ReadsLikeWordByWord) {
+    std::mt19937 random(4);
+    for (int round = 0; round < 200; ++round) {
+        const std::string text = randomText(random);
+        const ObjFile file(text);
+        const PlainReader plain(text);
+        const auto expectSame = [&](const FloatDataBlock& list, const Floats& expected) {
+            ASSERT_EQ(list.Len(), static_cast<int>(expected.size() * sizeof(float))) << text;
+            EXPECT_TRUE(std::equal(list.data, list.data + list.len,
+                                   reinterpret_cast<const unsigned char*>(expected.data())))
+                << text;
+        };
+        expectSame(file.collected.positions, plain.stores[0]);
+        expectSame(file.collected.texCoords, plain.stores[1]);
+        expectSame(file.collected.normals, plain.stores[2]);
+        expectSame(file.meshes[0].tris, plain.faces[0]);
+        expectSame(file.meshes[0].quads, plain.faces[1]);
+    }
 }
 
 TEST(GeometryBuffer, ReadsARecordOrNothing) {

@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <filesystem>
 #include <tuple>
 #include <vector>
 
@@ -136,6 +137,15 @@ TEST_F(ManagerAudioTest, ConvertsSampleData) {
         all.push_back(static_cast<float>(sample) / 16383.0f);
     audio.SetAudioData(item, all.data(), 65536, 1, 44100, 0);
     EXPECT_EQ(data(item), all);
+}
+
+TEST_F(ManagerAudioTest, OpensTheDeviceWithTheFirstSound) {
+    const auto threads = [] {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
+    };
+    const auto before = threads();
+    audio.Use(audio.NewAudio("s", ""));
+    EXPECT_GT(threads(), before) << "the device mixes on a thread of its own";
 }
 
 TEST_F(ManagerAudioTest, LoadsFilesAtRegistration) {

@@ -31,11 +31,16 @@ TEST_F(ManagerVisualTest, BindsTexturesAndNothingForMissingOnes) {
     TextureManager textures;
     textures.AddContent("red.png", "", nullptr, nullptr);
     textures.AddContent("folder\\none.png", "", nullptr, nullptr);
-    for (int unbinding : {1, -1}) { // an item that fails to load is used as nothing
+    bool tried = false;
+    for (int unbinding : {1, -1, 1}) { // an item that fails to load is used as nothing
         textures.Use("red");
         EXPECT_EQ(glState(GL_TEXTURE_BINDING_2D), reinterpret_cast<Texture*>(textures.GetItem(0))->texId);
+        testing::internal::CaptureStderr();
         EXPECT_EQ(printed([&] { textures.Use(unbinding); }), "");
+        EXPECT_EQ(testing::internal::GetCapturedStderr().empty(), tried)
+            << "the library reports each file once";
         EXPECT_EQ(glState(GL_TEXTURE_BINDING_2D), 0u);
+        tried = true;
     }
 }
 

@@ -1,8 +1,12 @@
 // Matrices by the points they move, records in place, the stack's limits, vectors.
 #include "tnmath.h"
 
+#include "avx2.h"
+
+#include <cmath>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <random>
 #include <vector>
 
 namespace {
@@ -48,6 +52,40 @@ TEST(Tnmath, TransformsRecordsInPlaceAtAnyAlignment) {
         std::memcpy(bytes + start, record, 32);
     matrix.TransformBuf(bytes, 1, 1, 40, &texture); // the first record only
     EXPECT_EQ(std::memcmp(bytes + 1, wanted, 32) | std::memcmp(bytes + 41, record, 32), 0);
+}
+
+// Rough numbers among plain ones: what is left out, or added as a nought, must not show.
+TEST(Tnmath, TransformsTheSameBitsInEveryForm) {
+    const float rough[] = {0.0f, -0.0f, INFINITY, -INFINITY, NAN, 1e-40f, -3e38f, 1.0f};
+    std::mt19937 random(9);
+    const auto fill = [&random, &rough](float* numbers, size_t count) {
+        for (size_t i = 0; i < count; i++)
+            numbers[i] = random() % 8 ? static_cast<float>(random()) / 3e8f - 7 : rough[random() % 8];
+    };
+    for (int round = 0; round < 5000; round++) {
+        const int count = static_cast<int>(random() % 6), stride = 24 + 4 * static_cast<int>(random() % 5);
+        Matrix matrix, texture;
+        fill(matrix.m, 16);
+        fill(texture.m, 16);
+        const bool hasTex = stride >= 32 && round % 2;
+        float numbers[64];
+        fill(numbers, 64);
+        const int unused = count > 0 && !hasTex ? stride - 24 : 0; // the last record ends after its normal
+        std::vector<unsigned char> fast(static_cast<size_t>(1 + count * stride - unused));
+        std::memcpy(fast.data() + 1, numbers, fast.size() - 1);
+        std::vector<unsigned char> plain = fast;
+        matrix.TransformBuf(fast.data(), 1, count, stride, hasTex ? &texture : nullptr);
+        avx2InUse = false;
+        matrix.TransformBuf(plain.data(), 1, count, stride, hasTex ? &texture : nullptr);
+        avx2InUse = hasAvx2();
+        for (size_t i = 1; i + 4 <= fast.size(); i += 4) {
+            float a, b;
+            std::memcpy(&a, &fast[i], 4);
+            std::memcpy(&b, &plain[i], 4);
+            ASSERT_TRUE(std::memcmp(&a, &b, 4) == 0 || (std::isnan(a) && std::isnan(b)))
+                << round << ", " << i;
+        }
+    }
 }
 
 TEST(Tnmath, StackKeepsItsLimits) {
