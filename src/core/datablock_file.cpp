@@ -1,11 +1,11 @@
 // DataBlock's reading and writing of whole files.
-// Streams and temporary files live within one call; no file stays open.
+// Streams and temporary files live within one call; no file stays open. A process that is killed while it
+// writes leaves at most one temporary file per target, which the next write of that target takes over.
 #include "datablock.h"
 
 #include "strfuncs.h"
 
 #include <cerrno>
-#include <chrono>
 #include <climits>
 #include <cstdio>
 #include <filesystem>
@@ -14,8 +14,13 @@
 #include <string>
 #include <system_error>
 
-#ifndef _WIN32
+#ifdef _WIN32
+#include <io.h>
+#include <share.h>
+#else
 #include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #endif
 
@@ -39,9 +44,25 @@ long measure(FILE* stream) {
     return fseek(stream, 0, SEEK_SET) == 0 ? size : -1;
 }
 
+fs::path systemPath(const char* path) {
+#ifdef _WIN32
+    return wideText(nativePath(path));
+#else
+    return nativePath(path);
+#endif
+}
+
+Stream openStream(const fs::path& file, const char* mode) {
+#ifdef _WIN32
+    return Stream(_wfopen(file.c_str(), wideText(mode).c_str()));
+#else
+    return Stream(fopen(file.c_str(), mode));
+#endif
+}
+
 bool mayWrite(const fs::path& file) {
 #ifdef _WIN32
-    return Stream(fopen(file.string().c_str(), "r+b")) != nullptr;
+    return openStream(file, "r+b") != nullptr;
 #else
     return faccessat(AT_FDCWD, file.c_str(), W_OK, AT_EACCESS) == 0;
 #endif
@@ -51,53 +72,87 @@ bool mayWrite(const fs::path& file) {
 bool flushToDisk(FILE* stream) {
     if (fflush(stream) != 0)
         return false;
-#ifndef _WIN32
+#ifdef _WIN32
+    return _commit(_fileno(stream)) == 0;
+#else
     // EINVAL: a file system that knows no flushing
-    if (fsync(fileno(stream)) != 0 && errno != EINVAL)
-        return false;
+    return fsync(fileno(stream)) == 0 || errno == EINVAL;
 #endif
-    return true;
 }
 
-// Writes, flushes and closes.
 bool writeAll(FILE* stream, const unsigned char* bytes, size_t count) {
-    const bool written = (count == 0 || fwrite(bytes, 1, count, stream) == count) && flushToDisk(stream);
-    return fclose(stream) == 0 && written;
+    return (count == 0 || fwrite(bytes, 1, count, stream) == count) && flushToDisk(stream);
 }
 
 void writeInPlace(const fs::path& file, const unsigned char* bytes, size_t count) {
-    if (FILE* stream = fopen(file.string().c_str(), "wb"))
-        writeAll(stream, bytes, count);
+    if (const Stream stream = openStream(file, "wb"))
+        writeAll(stream.get(), bytes, count);
 }
 
-// Creates a file with a name of its own beside file. Null with errno when the directory takes none.
-FILE* createBeside(const fs::path& file, fs::path& temporary) {
-    const int attempts = 16;
-    for (int i = 0; i < attempts; i++) {
-        const auto ticks = std::chrono::steady_clock::now().time_since_epoch().count();
-        temporary = file.parent_path() / (".unfinished-" + std::to_string(ticks));
-        FILE* stream = fopen(temporary.string().c_str(), "wbx");
-        if (stream || errno != EEXIST)
-            return stream;
+// Opens a temporary file, empty, also one that a killed process left behind. Null, with errno when the
+// directory takes none, also when another process is writing to the file and when something else has that
+// name.
+Stream openTemporary(const fs::path& temporary) {
+#ifdef _WIN32
+    return Stream(_wfsopen(temporary.c_str(), L"wb", _SH_DENYRW));
+#else
+    const int file = open(temporary.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666);
+    // Another process may have renamed the file or taken it over between the opening and the lock.
+    struct stat opened, named;
+    if (file >= 0 && flock(file, LOCK_EX | LOCK_NB) == 0 && fstat(file, &opened) == 0 &&
+        lstat(temporary.c_str(), &named) == 0 && opened.st_ino == named.st_ino &&
+        opened.st_dev == named.st_dev && S_ISREG(opened.st_mode) && opened.st_nlink == 1 &&
+        ftruncate(file, 0) == 0) {
+        if (FILE* stream = fdopen(file, "wb"))
+            return Stream(stream);
     }
+    if (file >= 0)
+        close(file);
     return nullptr;
+#endif
+}
+
+// Opens an empty file beside `file`: always the same one, or the next while another process has that. The
+// names hold nothing of the file's own, which in scripts/ would make them scripts.
+Stream createBeside(const fs::path& file, fs::path& temporary) {
+    const int attempts = 16;
+    const std::string name = ".unfinished-" + std::to_string(fs::hash_value(file.filename()));
+    Stream stream;
+    for (int i = 0; i < attempts && !stream; i++) {
+        temporary = file.parent_path() / (name + "-" + std::to_string(i));
+        stream = openTemporary(temporary);
+    }
+    return stream;
+}
+
+WriteResult resultOf(const std::error_code& error) {
+    // A directory may protect others' files, and a file may be a mount of its own.
+    for (const std::errc forbidden :
+         {std::errc::permission_denied, std::errc::operation_not_permitted, std::errc::read_only_file_system,
+          std::errc::device_or_resource_busy, std::errc::cross_device_link}) {
+        if (error == forbidden)
+            return WriteResult::directoryForbids;
+    }
+    return error ? WriteResult::failed : WriteResult::done;
 }
 
 WriteResult replaceFile(const fs::path& file, const fs::file_status& old, const unsigned char* bytes,
                         size_t count) {
     fs::path temporary;
-    FILE* stream = createBeside(file, temporary);
+    Stream stream = createBeside(file, temporary);
     if (!stream)
-        return errno == EACCES || errno == EPERM || errno == EROFS ? WriteResult::directoryForbids
-                                                                   : WriteResult::failed;
+        return resultOf(std::error_code(errno, std::generic_category()));
     std::error_code error;
     if (fs::exists(old))
         fs::permissions(temporary, old.permissions(), error);
     WriteResult result = WriteResult::failed;
-    if (writeAll(stream, bytes, count)) {
+    const bool written = writeAll(stream.get(), bytes, count);
+#ifdef _WIN32
+    stream.reset(); // an open file keeps its name there; elsewhere the lock guards it until it has its own
+#endif
+    if (written) {
         fs::rename(temporary, file, error);
-        // Refused where the directory protects others' files, or where the file is a mount of its own.
-        result = error ? WriteResult::directoryForbids : WriteResult::done;
+        result = resultOf(error);
     }
     if (result != WriteResult::done)
         fs::remove(temporary, error);
@@ -107,12 +162,7 @@ WriteResult replaceFile(const fs::path& file, const fs::file_status& old, const 
 } // namespace
 
 bool DataBlock::ReadFile(const char* path) {
-    const std::string file = nativePath(path);
-    std::error_code error;
-    // Nothing but regular files: a directory has no bytes, and a pipe would wait for its writer.
-    if (!fs::is_regular_file(file, error))
-        return false;
-    const Stream stream(fopen(file.c_str(), "rb"));
+    const Stream stream(openForReading(path, "rb"));
     const long size = stream ? measure(stream.get()) : -1;
     if (size < 0 || size > INT_MAX)
         return false;
@@ -134,7 +184,7 @@ bool DataBlock::ReadFile(const char* path) {
 
 void DataBlock::WriteFile(const char* path) {
     const size_t count = static_cast<size_t>(len > 0 && data[len - 1] == 0 ? len - 1 : len);
-    fs::path file = nativePath(path);
+    fs::path file = systemPath(path);
     if (file.empty())
         return;
     std::error_code error;

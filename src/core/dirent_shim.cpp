@@ -4,6 +4,8 @@
 
 #ifdef _WIN32
 
+#include "strfuncs.h"
+
 #include <cassert>
 #include <cerrno>
 #include <cstring>
@@ -12,7 +14,7 @@
 
 struct DIR {
     HANDLE search;
-    WIN32_FIND_DATAA found; // what the next readdir returns, while pending
+    WIN32_FIND_DATAW found; // what the next readdir returns, while pending
     bool pending;           // false once the search has run out
     dirent entry;           // what the last readdir returned
 };
@@ -20,11 +22,11 @@ struct DIR {
 namespace {
 
 /// The search pattern for everything in a directory; a drive such as "C:" takes no separator.
-std::string searchPattern(const char* dirname) {
-    std::string pattern = dirname;
-    if (pattern.back() != '\\' && pattern.back() != ':')
-        pattern += '\\';
-    return pattern + '*';
+std::wstring searchPattern(const char* dirname) {
+    std::wstring pattern = wideText(dirname);
+    if (pattern.back() != L'\\' && pattern.back() != L':')
+        pattern += L'\\';
+    return pattern + L'*';
 }
 
 } // namespace
@@ -39,7 +41,7 @@ DIR* opendir(const char* dirname) {
         return nullptr;
     }
     DIR* dir = new DIR;
-    dir->search = FindFirstFileA(searchPattern(dirname).c_str(), &dir->found);
+    dir->search = FindFirstFileW(searchPattern(dirname).c_str(), &dir->found);
     dir->pending = dir->search != INVALID_HANDLE_VALUE;
     if (dir->pending)
         return dir;
@@ -52,9 +54,9 @@ dirent* readdir(DIR* dirp) {
     assert(dirp != NULL);
     if (!dirp || !dirp->pending)
         return nullptr;
-    static_assert(sizeof(dirp->entry.d_name) >= sizeof(dirp->found.cFileName), "a name fits its entry");
-    strcpy(dirp->entry.d_name, dirp->found.cFileName);
-    dirp->pending = FindNextFileA(dirp->search, &dirp->found) != 0;
+    static_assert(sizeof(dirp->entry.d_name) >= 3 * MAX_PATH, "a name fits its entry");
+    strcpy(dirp->entry.d_name, utf8Text(dirp->found.cFileName).c_str());
+    dirp->pending = FindNextFileW(dirp->search, &dirp->found) != 0;
     return &dirp->entry;
 }
 

@@ -10,7 +10,7 @@
 
 /// One entry of a directory; the next readdir on the same handle overwrites it.
 struct dirent {
-    char d_name[260]; // file name without its directory, zero-terminated
+    char d_name[780]; // file name without its directory, zero-terminated UTF-8; the system's 260 units fit
 };
 
 /// A running directory listing; only dirent_shim.cpp sees inside.

@@ -8,20 +8,25 @@
 
 // The connection stays open: a server that loses its only client may start over, and refuses the windowing
 // library's connection while it does.
-bool DisplayAvailable() {
+const char* DisplayProblem() {
     static Display* const display = XOpenDisplay(nullptr);
-    return display != nullptr;
+    if (!display)
+        return "no display to open a window on; start a desktop session or set DISPLAY";
+    int opcode, firstEvent, firstError;
+    if (!XQueryExtension(display, "GLX", &opcode, &firstEvent, &firstError))
+        return "the display offers no OpenGL (its GLX extension is missing or switched off)";
+    return nullptr;
 }
 #else
-bool DisplayAvailable() {
-    return true;
+const char* DisplayProblem() {
+    return nullptr;
 }
 #endif
 
 bool StartConsole() {
     setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-    if (DisplayAvailable())
-        return true;
-    fprintf(stderr, "ERR: no display to open a window on; start a desktop session or set DISPLAY.\n");
-    return false;
+    const char* problem = DisplayProblem();
+    if (problem)
+        fprintf(stderr, "ERR: %s.\n", problem);
+    return !problem;
 }

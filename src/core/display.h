@@ -1,11 +1,12 @@
 // Whether the program can open a window at all, asked before the windowing library is touched.
 #pragma once
 
-/// True when a display answers; asked once per process. The windowing library ends the process without one,
-/// so programs ask first.
-bool DisplayAvailable();
+/// Why no OpenGL window can be opened: words for a message, or null when nothing is known against it. The
+/// windowing library ends the process without a display and crashes on one without OpenGL, so programs ask
+/// first.
+const char* DisplayProblem();
 
 /// What every program does at its start: makes standard output line-buffered, also into a pipe, and checks
-/// for a display.
-/// @return false after printing one line to standard error when there is no display.
+/// the display.
+/// @return false after printing one line to standard error when no window can be opened.
 bool StartConsole();

@@ -3,8 +3,10 @@
 
 #include "opengl.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 
 namespace {
 
@@ -13,6 +15,9 @@ constexpr float kScriptReach = 0.08f;
 constexpr float kHoverSpin = -3.0f; // spins of 180 degrees a second, clockwise
 constexpr float kFeaturedSpin = 0.5f;
 constexpr float kLabelDrop = -1.5f; // labels stand below their button, in button units
+constexpr float kScriptSize = 0.05f;
+constexpr float kScriptLabelScale = 0.8f; // in button units
+constexpr float kLineStep = 0.375f;       // a label's top rises by this per line break, in label units
 
 constexpr float kGridLeft = -0.5f;
 constexpr float kGridTop = 0.4f;
@@ -37,6 +42,14 @@ public:
     Element(const Element&) = delete;
     Element& operator=(const Element&) = delete;
 };
+
+// The highest point of a script's button, its label included, above the button's centre.
+float heightAbove(const char* label) {
+    const auto breaks = static_cast<float>(std::count(label, label + strlen(label), '\n'));
+    const float labelTop = kLabelDrop + kScriptLabelScale * (0.5f + kLineStep * breaks);
+    const float hoverTop = std::sqrt(1.5f * 1.5f + 0.5f * 0.5f); // of the bar's corner as it spins
+    return kScriptSize * std::max(labelTop, hoverTop);
+}
 
 } // namespace
 
@@ -123,11 +136,15 @@ void LoadingScreeny::privDrawOption(float x, float y, const char* label, bool se
     privDrawText(label);
 }
 
+// The cursor may leave the window and hover over what lies below it; drawing that would only take time.
 void LoadingScreeny::privDrawScript(float x, float y, int index) {
-    Element element(x, y);
-    glScalef(0.05f, 0.05f, 0.5f);
     if (privCursorWithin(x, y, kScriptReach))
         hoveredScript = index;
+    const char* label = static_cast<DataBlock*>(scriptNames.Get(index))->CStr();
+    if (y + heightAbove(label) < -orthoScaleY)
+        return;
+    Element element(x, y);
+    glScalef(kScriptSize, kScriptSize, 0.5f);
     glPushMatrix();
     if (reinterpret_cast<std::intptr_t>(scriptKinds.Get(index)) == SCRIPT_FEATURED) {
         glColor4f(0, 1, 1, 1);
@@ -143,8 +160,8 @@ void LoadingScreeny::privDrawScript(float x, float y, int index) {
     glPopMatrix();
     glColor4f(1, 1, 1, 1);
     glTranslatef(0, kLabelDrop, 0);
-    glScalef(0.8f, 0.8f, 0.8f);
-    privDrawText(static_cast<DataBlock*>(scriptNames.Get(index))->CStr());
+    glScalef(kScriptLabelScale, kScriptLabelScale, kScriptLabelScale);
+    privDrawText(label);
 }
 
 void LoadingScreeny::privDrawHover() {

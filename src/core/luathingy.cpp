@@ -1,6 +1,7 @@
 // The script host: the life of one Lua state from loading the script to its last frame.
 #include "luathingy.h"
 
+#include "drawjoin.h"
 #include "lua_api.h"
 #include "luathingy_api.h"
 #include "moonscript.h"
@@ -121,6 +122,7 @@ void LuaThingy::SetLoadScript(const char* name) {
 // ---- Init ----
 
 int LuaThingy::Init() {
+    drawJoin.Reset();
     input.keys.SetDefaults();
     luaState = luaL_newstate();
     if (!luaState) {
@@ -138,7 +140,9 @@ int LuaThingy::Init() {
     privRunScript(prefix);
     PublishHost(luaState, this);
     SetAmbientColorRGB(0, 0, 0);
-    return privCallInit();
+    const int result = privCallInit();
+    drawJoin.Sync();
+    return result;
 }
 
 // Tells the script's type from its name and prepares what that type needs.
@@ -197,7 +201,9 @@ int LuaThingy::TimeStep() {
     if (frameCount < kFirstDrawnFrame || !luaState)
         return 0;
     SetupFrame();
+    drawJoin.Adopt();
     const bool drawn = privCallDraw();
+    drawJoin.Sync();
     lua_settop(luaState, 0);
     Present();
     return drawn ? result : -1;
@@ -240,7 +246,9 @@ void LuaThingy::GameKeyHappen(int key, int state) {
     lua_pushnumber(luaState, gameTime);
     if (key == GAMEKEY_CAPTURE && state == GAMEKEY_PRESSED && typingMode == 0)
         CaptureScreen(width, height, screenshotDir.CStr());
-    if (lua_pcall(luaState, 3, 0, handler) == 0)
+    const bool handled = lua_pcall(luaState, 3, 0, handler) == 0;
+    drawJoin.Sync();
+    if (handled)
         return;
     printf("LUA ERR: %s.\n", topText(luaState).c_str());
     lua_pop(luaState, 1);

@@ -12,8 +12,13 @@ namespace {
 
 constexpr char kHostGlobal[] = "__mLuaThingy";
 
-// Its address is the registry key of the host, which no script can reach.
-const char kHostKey = 0;
+// What every engine function carries with it: looking these up anew costs more than most of them do. Scripts
+// reach them through the debug library alone.
+// Registry slot, below those that luaL_ref hands out, of kHostGlobal as Lua's own string: no call interns it.
+constexpr int kNameSlot = -1;
+
+// The host whose functions were registered last. A process runs one script at a time.
+LuaThingy* liveHost = nullptr;
 
 struct EngineFunction {
     const char* name;
@@ -106,19 +111,6 @@ constexpr EngineFunction kEngineFunctions[] = {
     {"SetVSync", pubLSetVSync},
 };
 
-// Raw access in both directions: a script may give its globals a metatable that raises on unknown names.
-void* hostPointer(lua_State* L, int table) {
-    lua_rawget(L, table);
-    void* pointer = lua_touserdata(L, -1);
-    lua_pop(L, 1);
-    return pointer;
-}
-
-LuaThingy* registeredHost(lua_State* L) {
-    lua_pushlightuserdata(L, const_cast<char*>(&kHostKey));
-    return static_cast<LuaThingy*>(hostPointer(L, LUA_REGISTRYINDEX));
-}
-
 void reportNoHost(LuaThingy* host, bool overwritten) {
     if (host->scratch.reportedNoHost)
         return;
@@ -129,20 +121,34 @@ void reportNoHost(LuaThingy* host, bool overwritten) {
         printf("ERR: engine function called before Init\n");
 }
 
+// As MediaManager::Use by global index selects: -1 means no item, an unknown index is reported.
+bool selectByIndex(MediaManager& manager, int index, int*& item) {
+    if (index >= 0 && index < manager.itemCount) {
+        item = manager.GetItem(index);
+        return true;
+    }
+    item = nullptr;
+    if (index == -1)
+        return manager.unbindOnNone;
+    manager.Use(index);
+    return false;
+}
+
 } // namespace
 
 // ---- The host ----
 
 void RegisterEngineFunctions(lua_State* L, LuaThingy* host) {
-    lua_pushlightuserdata(L, const_cast<char*>(&kHostKey));
-    lua_pushlightuserdata(L, host);
-    lua_rawset(L, LUA_REGISTRYINDEX);
+    lua_pushlstring(L, kHostGlobal, sizeof(kHostGlobal) - 1);
+    lua_rawseti(L, LUA_REGISTRYINDEX, kNameSlot);
+    liveHost = host;
     for (const EngineFunction& entry : kEngineFunctions) {
         lua_pushcclosure(L, entry.function, 0);
         lua_setfield(L, LUA_GLOBALSINDEX, entry.name);
     }
 }
 
+// Raw access in both directions: a script may give its globals a metatable that raises on unknown names.
 void PublishHost(lua_State* L, LuaThingy* host) {
     lua_pushlstring(L, kHostGlobal, sizeof(kHostGlobal) - 1);
     lua_pushlightuserdata(L, host);
@@ -151,11 +157,13 @@ void PublishHost(lua_State* L, LuaThingy* host) {
 }
 
 LuaThingy* HostOf(lua_State* L) {
-    LuaThingy* host = registeredHost(L);
-    lua_pushlstring(L, kHostGlobal, sizeof(kHostGlobal) - 1);
-    if (hostPointer(L, LUA_GLOBALSINDEX) == host)
-        return host;
-    reportNoHost(host, host->scratch.published);
+    lua_rawgeti(L, LUA_REGISTRYINDEX, kNameSlot);
+    lua_rawget(L, LUA_GLOBALSINDEX);
+    const bool published = lua_touserdata(L, -1) == liveHost;
+    lua_pop(L, 1);
+    if (published)
+        return liveHost;
+    reportNoHost(liveHost, liveHost->scratch.published);
     return nullptr;
 }
 
@@ -237,19 +245,25 @@ int AddContentItem(lua_State* L, MediaManager* manager, const char* function, co
     return 1;
 }
 
-void UseItem(lua_State* L, MediaManager* manager, const char* function) {
+bool SelectItem(lua_State* L, MediaManager* manager, const char* function, int*& item) {
     const int count = lua_gettop(L);
     if (!manager || count < 1 || count > 2)
-        return;
-    if (count == 1 && IsNumber(L, 1)) {
-        manager->Use(ArgInt(L, 1));
-        return;
-    }
+        return false;
+    if (count == 1 && IsNumber(L, 1))
+        return selectByIndex(*manager, ArgInt(L, 1), item);
     const char* group = count == 2 ? ArgGroup(L, 1, function) : "";
     if (!group)
-        return;
-    if (IsNumber(L, count))
-        manager->Use(group, ArgInt(L, count));
-    else if (const char* name = ArgString(L, count, function))
-        manager->Use(group, name);
+        return false;
+    const bool byIndex = IsNumber(L, count);
+    const char* name = byIndex ? nullptr : ArgString(L, count, function);
+    item = byIndex ? manager->GetItem(ArgInt(L, count), group)
+           : name  ? manager->GetItem(name, group)
+                   : nullptr;
+    return item != nullptr;
+}
+
+void UseItem(lua_State* L, MediaManager* manager, const char* function) {
+    int* item = nullptr;
+    if (SelectItem(L, manager, function, item))
+        manager->priv_Use(item);
 }

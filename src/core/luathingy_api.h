@@ -21,13 +21,13 @@ class MediaManager;
 
 // ---- The host ----
 
-/// Makes all engine functions globals of L, in their fixed order, and notes the host that L belongs to.
+/// Makes all engine functions globals of L, in their fixed order, each with what HostOf needs.
 void RegisterEngineFunctions(lua_State* L, LuaThingy* host);
 
 /// Stores the host in the global "__mLuaThingy", from where HostOf takes it.
 void PublishHost(lua_State* L, LuaThingy* host);
 
-/// The host, as the global "__mLuaThingy" has it.
+/// The host, as the global "__mLuaThingy" has it; for running engine functions only.
 /// @return null, with one line printed per script, when the global is not there yet or is not L's host.
 LuaThingy* HostOf(lua_State* L);
 
@@ -75,8 +75,14 @@ const char* ArgGroup(lua_State* L, int index, const char* function);
 /// @param shortName name for the message about too few arguments
 int AddContentItem(lua_State* L, MediaManager* manager, const char* function, const char* shortName);
 
-/// The call FUNCTION(index), (name), (group, index) or (group, name): uses an item of manager. The Lua type
-/// of the last argument decides; any other number of arguments, or a null manager, does nothing.
+/// The call FUNCTION(index), (name), (group, index) or (group, name): selects an item of manager and loads it
+/// if need be. The Lua type of the last argument decides; any other number of arguments, or a null manager,
+/// selects nothing.
+/// @param item receives what is to be used; null for a selection that uses no item, which unbinds
+/// @return false when there is nothing to do
+bool SelectItem(lua_State* L, MediaManager* manager, const char* function, int*& item);
+
+/// The same, and uses what is selected.
 void UseItem(lua_State* L, MediaManager* manager, const char* function);
 
 // ---- Matrices, camera, render state, lights (luathingy_render.cpp) ----

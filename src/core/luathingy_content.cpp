@@ -1,6 +1,7 @@
 // Engine functions for content: meshes, textures and shaders, the geometry manager's stacks, uniforms.
 #include "luathingy_api.h"
 
+#include "drawjoin.h"
 #include "lua_api.h"
 #include "luathingy.h"
 
@@ -83,18 +84,27 @@ int pubLAddShad(lua_State* L) {
 }
 
 int pubLBindTex(lua_State* L) {
-    UseItem(L, texturesOf(L), "Tex");
+    int* item = nullptr;
+    if (SelectItem(L, texturesOf(L), "Tex", item))
+        drawJoin.SetTexture(item ? reinterpret_cast<Texture*>(item)->texId : 0);
     return 0;
 }
 
 int pubLDrawGeom(lua_State* L) {
     NeedArgs(L, 1, "");
-    UseItem(L, meshesOf(L), "Geom");
+    int* item = nullptr;
+    if (SelectItem(L, meshesOf(L), "Geom", item) && item)
+        drawJoin.Draw(*reinterpret_cast<Geometry*>(item));
     return 0;
 }
 
 int pubLBindShad(lua_State* L) {
-    UseItem(L, shadersOf(L), "Shad");
+    ShaderManager* shaders = shadersOf(L);
+    if (!shaders)
+        return 0;
+    drawJoin.Sync();
+    UseItem(L, shaders, "Shad");
+    drawJoin.SetShaderBound(shaders->GetBoundShader() != nullptr);
     return 0;
 }
 

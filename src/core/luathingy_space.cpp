@@ -1,6 +1,7 @@
 // Engine functions for space mapping: moving points and discs against 2D walls.
 #include "luathingy_api.h"
 
+#include "drawjoin.h"
 #include "lua_api.h"
 #include "luathingy.h"
 #include "strfuncs.h"
@@ -122,7 +123,10 @@ int pubLMapLine(lua_State* L) {
 }
 
 int pubLDebugDrawSegments(lua_State* L) {
-    if (SpaceMapper* mapper = mapperOf(L))
-        mapper->DebugDrawSegments();
+    SpaceMapper* mapper = mapperOf(L);
+    if (!mapper)
+        return 0;
+    drawJoin.Sync();
+    mapper->DebugDrawSegments();
     return 0;
 }

@@ -2,6 +2,7 @@
 // Texture, framebuffer and renderbuffer objects are made here and left to the context.
 #include "materials.h"
 
+#include "materials_image.h"
 #include "numericfuncs.h"
 #include "opengl.h"
 #include "shadering.h"
@@ -9,7 +10,9 @@
 #include "tnmath.h"
 
 #include <SFML/Graphics/Image.hpp>
-#include <filesystem>
+#include <SFML/System/Err.hpp>
+#include <cstdio>
+#include <sstream>
 #include <string>
 
 namespace {
@@ -18,6 +21,40 @@ bool hasTextureSize(int w, int h) {
     GLint most = 0;
     glGetIntegerv(GL_MAX_TEXTURE_SIZE, &most);
     return w > 0 && h > 0 && w <= most && h <= most;
+}
+
+/// Decodes a whole file. From memory: reading a file by itself, the library hangs at the end of broken ones.
+/// @param reason receives what the library says against the file.
+bool decodeImage(const DataBlock& file, sf::Image& image, std::string& reason) {
+    constexpr char kBefore[] = "Reason: ";
+    std::ostringstream caught;
+    std::streambuf* original = sf::err().rdbuf(caught.rdbuf());
+    const bool decoded = image.loadFromMemory(file.Ptr(), static_cast<size_t>(file.Len()));
+    sf::err().rdbuf(original);
+    reason = caught.str();
+    const size_t start = reason.find(kBefore);
+    reason.erase(0, start == std::string::npos ? 0 : start + sizeof(kBefore) - 1);
+    reason.erase(reason.find_last_not_of('\n') + 1);
+    return decoded && image.getSize().x > 0 && image.getSize().y > 0;
+}
+
+/// Reads an image file and reports a failure as the library would, which writes to its own stream.
+bool readImage(const std::string& path, sf::Image& image) {
+    DataBlock file;
+    std::string reason = "Unable to open file";
+    if (file.ReadFile(path.c_str())) {
+        const ImageSize size = AnnouncedImageSize(file);
+        if (!MayDecodeImage(size, file.Len())) {
+            printf("Error: image %s is too large (%lld x %lld in %i bytes)\n", path.c_str(), size.width,
+                   size.height, file.Len());
+            return false;
+        }
+        reason = "Damaged file";
+        if (!IsDamagedImage(file) && decodeImage(file, image, reason))
+            return true;
+    }
+    sf::err() << "Failed to load image \"" << path << "\". Reason: " << reason << std::endl;
+    return false;
 }
 
 void setFilters(GLint minify, GLint magnify) {
@@ -38,12 +75,8 @@ void Texture::SetPath(const char* newPath) {
 bool Texture::Load(const char* newPath, bool) {
     if (newPath)
         SetPath(newPath);
-    std::string file = nativePath(path);
-    std::error_code ignored; // opening a pipe would wait for its writer
-    if (std::filesystem::is_other(file, ignored))
-        return false;
     sf::Image image;
-    if (!image.loadFromFile(file) || image.getSize().x == 0 || image.getSize().y == 0)
+    if (!readImage(nativePath(path), image))
         return false;
 
     glGenTextures(1, &texId);

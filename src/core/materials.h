@@ -43,7 +43,8 @@ public:
     /// driver's largest texture is scaled down to it, width and height keep the image's size.
     /// @param newPath stored first; null loads from the path field.
     /// @param flag has no effect.
-    /// @return false, with everything but the path unchanged, when the image cannot be read or is empty.
+    /// @return false, with everything but the path unchanged, when the image cannot be read or is empty, and,
+    ///         with a line that says so, when it is larger than can be sane (see materials_image.h).
     bool Load(const char* newPath, bool flag);
 
     /// Uploads pixels at width x height without mipmaps; a size that no texture can have uploads nothing.

@@ -7,6 +7,10 @@
 #include <cstring>
 #include <filesystem>
 
+#ifdef _WIN32
+#include <windows.h>
+#endif
+
 namespace {
 
 const char* orEmpty(const char* s) {
@@ -194,8 +198,7 @@ void GetFileNameNoExt(const char* path, char* name) {
 
 char* file2string(const char* path) {
     const std::string file = nativePath(path);
-    std::error_code error; // a directory would open on POSIX, and a pipe would wait for its writer
-    FILE* stream = std::filesystem::is_regular_file(file, error) ? fopen(file.c_str(), "r") : nullptr;
+    FILE* stream = openForReading(path, "r");
     if (!stream) {
         fprintf(stderr, "Can't open file '%s' for reading\n", file.c_str());
         return nullptr;
@@ -221,3 +224,32 @@ std::string nativePath(const char* path) {
 #endif
     return translated;
 }
+
+FILE* openForReading(const char* path, const char* mode) {
+    const std::string file = nativePath(path);
+    std::error_code error;
+#ifdef _WIN32
+    const std::wstring wide = wideText(file);
+    return std::filesystem::is_regular_file(wide, error) ? _wfopen(wide.c_str(), wideText(mode).c_str())
+                                                         : nullptr;
+#else
+    return std::filesystem::is_regular_file(file, error) ? fopen(file.c_str(), mode) : nullptr;
+#endif
+}
+
+#ifdef _WIN32
+std::wstring wideText(const std::string& text) {
+    const int bytes = static_cast<int>(text.size());
+    std::wstring wide(text.size(), 0); // never more units than bytes
+    wide.resize(static_cast<size_t>(MultiByteToWideChar(CP_UTF8, 0, text.data(), bytes, &wide[0], bytes)));
+    return wide;
+}
+
+std::string utf8Text(const std::wstring& text) {
+    const int room = 3 * static_cast<int>(text.size()); // a unit takes up to three bytes
+    std::string narrow(static_cast<size_t>(room), 0);
+    narrow.resize(static_cast<size_t>(WideCharToMultiByte(
+        CP_UTF8, 0, text.data(), static_cast<int>(text.size()), &narrow[0], room, nullptr, nullptr)));
+    return narrow;
+}
+#endif

@@ -3,6 +3,7 @@
 // allocates).
 #pragma once
 
+#include <cstdio>
 #include <string>
 
 // Characters are bytes: letters are the ASCII letters, digits 0 to 9, and no locale has a say. A null input
@@ -81,3 +82,15 @@ char* file2string(const char* path);
 /// one place that translates: on POSIX every '\' becomes '/', on Windows the path stays as it is. Null gives
 /// "".
 std::string nativePath(const char* path);
+
+/// Opens a file for reading, as fopen does with that mode, under its path with either separator. Names are
+/// UTF-8 on Windows and bytes elsewhere.
+/// @return the caller's stream; null for everything but a regular file: a directory has no bytes, and a pipe
+///         would wait for its writer.
+FILE* openForReading(const char* path, const char* mode);
+
+#ifdef _WIN32
+/// What the system's calls take there for UTF-8 text, and back. Malformed text gets replacement characters.
+std::wstring wideText(const std::string& text);
+std::string utf8Text(const std::wstring& text);
+#endif

@@ -25,6 +25,7 @@ const char kUsage[] = "usage: tarnplay [-r W H | -r max | -r min] [-f] [options]
                       "  --frames N              stop after N drawn frames\n"
                       "  --capture FILE.png      save the last of these frames (--frames 1 without it)\n"
                       "  --no-shaders            start with shaders disabled\n"
+                      "  --unlimited             do not hold 60 frames a second, to measure\n"
                       "  --watch                 start afresh whenever a file in scripts/ or media/ changes\n"
                       "SCRIPT is a file of scripts/, with or without that prefix.\n";
 
@@ -34,6 +35,7 @@ struct Options {
     int frames = 0;               // 0: until Escape
     std::string capture;          // empty: none
     bool shaders = true;
+    bool limited = true;
     bool watch = false;
 };
 
@@ -56,11 +58,10 @@ bool readSize(int argc, char** argv) {
 }
 
 bool readOptions(int argc, char** argv, Options& options) {
-    static const option known[] = {{"frames", required_argument, nullptr, 'n'},
-                                   {"capture", required_argument, nullptr, 'c'},
-                                   {"no-shaders", no_argument, nullptr, 's'},
-                                   {"watch", no_argument, nullptr, 'w'},
-                                   {nullptr, 0, nullptr, 0}};
+    static const option known[] = {
+        {"frames", required_argument, nullptr, 'n'}, {"capture", required_argument, nullptr, 'c'},
+        {"no-shaders", no_argument, nullptr, 's'},   {"unlimited", no_argument, nullptr, 'u'},
+        {"watch", no_argument, nullptr, 'w'},        {nullptr, 0, nullptr, 0}};
     options.arguments.assign(argv, argv + argc);
     for (int letter; (letter = getopt_long(argc, argv, "r:f", known, nullptr)) != -1;) {
         if (letter == 'r' && readSize(argc, argv))
@@ -71,6 +72,8 @@ bool readOptions(int argc, char** argv, Options& options) {
             options.capture = optarg;
         else if (letter == 's')
             options.shaders = false;
+        else if (letter == 'u')
+            options.limited = false;
         else if (letter == 'w')
             options.watch = true;
         else if (letter != 'f')
@@ -140,6 +143,7 @@ Outcome play(const Options& options) {
                        const_cast<char**>(options.arguments.data()));
     player.ParseArgs();
     player.shaderManager.SetShadersEnabled(options.shaders);
+    player.limitFps = options.limited;
     player.SetLoadScript(options.script.c_str());
     player.SetupStandardWindow();
     const std::size_t stamp = options.watch ? contentStamp() : 0;

@@ -2,6 +2,7 @@
 // print stands in it as comments, in order:  print("seen") -- expect: seen
 #include "luathingy.h"
 
+#include "drawjoin.h"
 #include "gl_files.h"
 #include "lua_api.h"
 #include "manager_audio.h"
@@ -38,6 +39,7 @@ protected:
             if (luaL_dostring(host->luaState, code.c_str()) != 0)
                 printf("%s\n", lua_tostring(host->luaState, -1));
             lua_settop(host->luaState, 0);
+            drawJoin.Sync(); // as the host does after each callback
         });
     }
     std::unique_ptr<LuaThingy> host;
@@ -287,6 +289,7 @@ TEST_F(ApiTest, ForeignHostPointersAreRefusedWithOneLine) {
 TEST_F(ApiTest, ChangesOpenGLState) {
     for (const State& state : kStates) {
         glLoadIdentity();
+        drawJoin.Adopt();
         EXPECT_EQ("", run(state.code));
         float found[16] = {};
         glGetFloatv(state.name, found);

@@ -2,6 +2,7 @@
 #include "materials.h"
 
 #include "gl_files.h"
+#include "materials_image.h"
 #include "tnmath.h"
 
 #include <SFML/Graphics/Image.hpp>
@@ -185,4 +186,36 @@ TEST_F(MaterialsTest, ListsLoadOnceAndTryAgainAfterFailures) {
     delete shaders.current;
     delete static_cast<Texture*>(loaded);
     delete static_cast<ContentEntry*>(textures.subLists[1].Get(0));
+}
+
+// A header of 30 bytes can announce pixels for gigabytes: the library must not see such a file.
+TEST_F(MaterialsTest, RefusesImagesThatAnnounceTooMuch) {
+    const std::string corpus = TARN_SOURCE_DIR "/fuzz/corpus/image/";
+    const struct {
+        const char* file;
+        long long width, height;
+    } images[] = {{"a.png", 5, 3},   {"a.bmp", 5, 3},       {"a.jpg", 5, 3},        {"a.tga", 5, 3},
+                  {"dot.gif", 2, 2}, {"dot.psd", 2, 1},     {"dot.pic", 1, 1},      {"pal.bmp", 2, 2},
+                  {"dot.pgm", 2, 1}, {"dot.ppm", 1, 1},     {"comments.pgm", 2, 1}, {"dot.hdr", 2, 1},
+                  {"empty", 0, 0},   {"wide.png", 70000, 1}};
+    for (const auto& image : images) {
+        DataBlock file;
+        ASSERT_TRUE(file.ReadFile((corpus + image.file).c_str()));
+        const ImageSize size = AnnouncedImageSize(file);
+        EXPECT_FALSE(IsDamagedImage(file)) << image.file;
+        EXPECT_EQ(std::make_pair(size.width, size.height), std::make_pair(image.width, image.height))
+            << image.file;
+    }
+    for (const char* name : {"damaged.png", "cut.png", "bad_tables.jpg"}) {
+        DataBlock file;
+        ASSERT_TRUE(file.ReadFile((corpus + name).c_str()));
+        EXPECT_TRUE(IsDamagedImage(file)) << name;
+    }
+    EXPECT_TRUE(MayDecodeImage({16384, 8192, 128}, 1 << 20));
+    EXPECT_FALSE(MayDecodeImage({16384, 8193, 128}, 1 << 20));
+    EXPECT_FALSE(MayDecodeImage({16384, 8192, 4096}, 1000));
+    Texture texture;
+    const std::string huge = corpus + "huge.png";
+    EXPECT_EQ(printed([&] { EXPECT_FALSE(texture.Load(huge.c_str(), false)); }),
+              "Error: image " + huge + " is too large (60000 x 60000 in 68 bytes)\n");
 }
