@@ -3,12 +3,15 @@
 
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <memory>
+#include <random>
 #include <sstream>
 #include <sys/wait.h>
 #include <thread>
@@ -20,7 +23,7 @@ namespace {
 
 constexpr int kLimitSteps = 1500; // of 20 ms each
 
-pid_t displayServer = 0;
+std::unique_ptr<DisplayServer> display;
 
 std::vector<char*> pointers(const std::vector<std::string>& words) {
     std::vector<char*> result;
@@ -122,32 +125,42 @@ int Program::WaitForExit() {
 
 // ---- Display, working directory, devices ----
 
-void EndToEnd::SetUpTestSuite() {
+DisplayServer::DisplayServer(const std::vector<std::string>& options) : pid(0) {
     int ends[2];
-    ASSERT_EQ(0, pipe(ends));
+    if (pipe(ends) != 0)
+        return;
     const std::string screen = std::to_string(kScreenWidth) + "x" + std::to_string(kScreenHeight) + "x24";
-    displayServer = fork();
-    if (displayServer == 0) {
+    std::vector<std::string> command{"Xvfb",      "-displayfd", std::to_string(ends[1]),
+                                     "-screen",   "0",          screen,
+                                     "-nolisten", "tcp",        "-noreset"};
+    command.insert(command.end(), options.begin(), options.end());
+    pid = fork();
+    if (pid == 0) {
         close(ends[0]);
-        const std::string writeEnd = std::to_string(ends[1]);
         freopen("/dev/null", "w", stderr);
-        execlp("Xvfb", "Xvfb", "-displayfd", writeEnd.c_str(), "-screen", "0", screen.c_str(), "-nolisten",
-               "tcp", "-noreset", nullptr);
+        execvp(command[0].c_str(), pointers(command).data());
         _exit(127);
     }
     close(ends[1]);
-    std::string number;
     for (char c = 0; read(ends[0], &c, 1) == 1 && c != '\n';)
-        number += c;
+        name += (name.empty() ? ":" : "") + std::string(1, c);
     close(ends[0]);
-    ASSERT_FALSE(number.empty()) << "Xvfb did not start";
-    setenv("DISPLAY", (":" + number).c_str(), 1);
+}
+
+DisplayServer::~DisplayServer() {
+    kill(pid, SIGTERM);
+    waitpid(pid, nullptr, 0);
+}
+
+void EndToEnd::SetUpTestSuite() {
+    display = std::make_unique<DisplayServer>();
+    ASSERT_FALSE(display->name.empty()) << "Xvfb did not start";
+    setenv("DISPLAY", display->name.c_str(), 1);
     setenv("ALSOFT_DRIVERS", "null", 1);
 }
 
 void EndToEnd::TearDownTestSuite() {
-    kill(displayServer, SIGTERM);
-    waitpid(displayServer, nullptr, 0);
+    display.reset();
 }
 
 void EndToEnd::SetUp() {
@@ -166,15 +179,35 @@ void EndToEnd::movePointerBy(int x, int y) {
 }
 
 std::array<int, 3> EndToEnd::screenPixel(int x, int y) {
-    Display* display = XOpenDisplay(nullptr);
-    XImage* image = XGetImage(display, DefaultRootWindow(display), x, y, 1, 1, AllPlanes, ZPixmap);
+    Display* const server = XOpenDisplay(nullptr);
+    XImage* image = XGetImage(server, DefaultRootWindow(server), x, y, 1, 1, AllPlanes, ZPixmap);
     const unsigned long value = XGetPixel(image, 0, 0);
     XDestroyImage(image);
-    XCloseDisplay(display);
+    XCloseDisplay(server);
     return {static_cast<int>(value >> 16 & 255), static_cast<int>(value >> 8 & 255),
             static_cast<int>(value & 255)};
 }
 
-void EndToEnd::pause() {
-    sleepStep();
+void EndToEnd::pause(int milliseconds) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
+
+void EndToEnd::expectWholeAfterKills(const std::string& program, const std::vector<std::string>& arguments,
+                                     const std::string& file, const std::string& before,
+                                     const std::string& after, int usual) {
+    const char* wanted = std::getenv("TARN_KILLS");
+    std::mt19937 random(3);
+    for (int kills = wanted ? atoi(wanted) : usual; kills > 0; --kills) {
+        writeText(directory + "/" + file, before);
+        {
+            Program killed(program, arguments, directory);
+            pause(static_cast<int>(random() % 300));
+        }
+        const std::string left = readText(directory + "/" + file);
+        EXPECT_TRUE(left == before || left == after) << left.size() << " bytes";
+        const auto unfinished = [](const fs::directory_entry& entry) {
+            return entry.path().filename().string().rfind(".unfinished-", 0) == 0;
+        };
+        EXPECT_LE(std::count_if(fs::directory_iterator(directory), {}, unfinished), 1);
+    }
 }

@@ -9,6 +9,9 @@
 #include <sys/types.h>
 #include <vector>
 
+constexpr int kScreenWidth = 1280;
+constexpr int kScreenHeight = 1280;
+
 /// Runs a command to its end and returns its exit status, -1 when it could not be started.
 int runCommand(const std::vector<std::string>& command);
 
@@ -41,12 +44,23 @@ private:
     std::string outputFile;
 };
 
+/// An X server of its own; ends with the object.
+class DisplayServer {
+public:
+    explicit DisplayServer(const std::vector<std::string>& options = {});
+    ~DisplayServer();
+    DisplayServer(const DisplayServer&) = delete;
+    DisplayServer& operator=(const DisplayServer&) = delete;
+
+    std::string name; ///< what DISPLAY is to be set to; "" when the server did not start
+
+private:
+    pid_t pid;
+};
+
 /// A test with its own display and working directory (media/ is the product's own, scripts/ is empty).
 class EndToEnd : public testing::Test {
 protected:
-    static constexpr int kScreenWidth = 1280;
-    static constexpr int kScreenHeight = 1280;
-
     static void SetUpTestSuite();
     static void TearDownTestSuite();
     void SetUp() override;
@@ -73,7 +87,13 @@ protected:
         }
         return false;
     }
-    static void pause(); ///< 20 ms
+    static void pause(int milliseconds = 20);
+    /// Lets a program turn a file's content from one into the other, or back and forth, and kills it at
+    /// random moments: usual times, or as often as TARN_KILLS says. The file must be whole every time, and
+    /// temporary files must not pile up.
+    void expectWholeAfterKills(const std::string& program, const std::vector<std::string>& arguments,
+                               const std::string& file, const std::string& before, const std::string& after,
+                               int usual);
 
     std::string directory;
 };

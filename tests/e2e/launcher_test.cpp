@@ -1,7 +1,7 @@
 // The launcher as a user meets it: keys, pointer, settings file, start-up faults.
 #include "driver.h"
 
-#include <filesystem>
+#include <cstdio>
 
 namespace {
 
@@ -16,11 +16,17 @@ protected:
     void aim(float x, float y) {
         for (int step = 0; step < 4; ++step) {
             movePointerBy(static_cast<int>(x * 256.0f), static_cast<int>(-y * 256.0f));
-            pause(); // longer than a frame
-            pause();
+            pause(40); // longer than a frame
         }
     }
 };
+
+struct Fault {
+    const char *name, *script, *setting, *preparation, *expected;
+    bool runs = true;
+};
+
+class StartUpFault : public Launcher, public testing::WithParamInterface<Fault> {};
 
 } // namespace
 
@@ -88,19 +94,59 @@ TEST_F(Launcher, DrawsItsButtonsAndSkipsOtherFiles) {
     EXPECT_EQ((std::array<int, 3>{0, 0, 0}), screenPixel(left + 169, top));
 }
 
-TEST_F(Launcher, SurvivesMissingScriptsMediaAndDisplay) {
-    std::filesystem::remove_all(directory + "/scripts");
-    std::filesystem::remove(directory + "/media");
-    {
-        Program engine("tarnEngine", {}, directory);
-        EXPECT_TRUE(engine.WaitFor("No such file or directory\n"));
-        ASSERT_TRUE(ready(engine));
-        key("space");
-        key("Escape");
-        EXPECT_EQ(0, engine.WaitForExit());
+TEST_F(Launcher, TenThousandScriptsKeepTheFrameRate) {
+    for (int i = 0; i < 10000; ++i)
+        script(std::to_string(i) + ".lua", kHello);
+    Program engine("tarnEngine", {}, directory);
+    ASSERT_TRUE(engine.WaitFor("FPS:", 3));
+    int rate = 0;
+    sscanf(engine.Output().c_str() + engine.Output().rfind("FPS:"), "FPS: %d", &rate);
+    EXPECT_GE(rate, 20) << "drawing them all takes about a second";
+    key("space");
+    EXPECT_TRUE(engine.WaitFor("hello from"));
+}
+
+TEST_F(Launcher, SettingsSurviveAKillAtAnyMoment) {
+    script("only.lua", kHello);
+    const std::string fresh("\0\2\1", 3);
+    keyDown("space"); // every launcher starts the script at once
+    expectWholeAfterKills("tarnEngine", {}, "prefs.txt", fresh + std::string(60000, 'x'), fresh, 8);
+    keyUp("space");
+}
+
+TEST_P(StartUpFault, SaysSoAndGoesOn) {
+    const Fault& fault = GetParam();
+    script(fault.script, readText(TARN_SOURCE_DIR "/tests/e2e/soak.lua"));
+    ASSERT_EQ(0, runCommand({"sh", "-c", "cd " + directory + " && " + fault.preparation}));
+    Program engine("tarnEngine", {}, directory, {fault.setting});
+    ASSERT_TRUE(ready(engine));
+    key("space");
+    EXPECT_TRUE(engine.WaitFor(fault.expected));
+    EXPECT_TRUE(!fault.runs || engine.WaitFor("resident "));
+    key("Escape");
+    EXPECT_EQ(0, engine.WaitForExit());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , StartUpFault,
+    testing::Values(
+        Fault{"NoScripts", "a.lua", "", "rm -r scripts media", "No such file or directory\n", false},
+        Fault{"NoDirectory", "a.lua", "", "rm -r scripts; touch scripts", "Not a directory\n", false},
+        Fault{"NoMedia", "a.lua", "", "rm media", "Failed to load image \"media/textures/font.png\""},
+        Fault{"NoExtensions", "a.lua", "MESA_EXTENSION_OVERRIDE=-GL_ARB_vertex_shader", ":",
+              "ERRRRRURScripttype: Lua\n"},
+        Fault{"NoSoundDevice", "a.lua", "ALSOFT_DRIVERS=none", ":", "Failed to open the audio device\n"},
+        Fault{"OddName", "'\"\\a\n%s \xc3\xa4\xff.lua", "", ":", "Scripttype: Lua\n"}),
+    [](const auto& fault) { return fault.param.name; });
+
+TEST_F(Launcher, NeedsADisplayWithOpenGL) {
+    const DisplayServer plain({"-extension", "GLX"});
+    const std::string messages[][2] = {
+        {":9999", "ERR: no display to open a window on; start a desktop session or set DISPLAY.\n"},
+        {plain.name, "ERR: the display offers no OpenGL (its GLX extension is missing or switched off).\n"}};
+    for (const auto& [display, message] : messages) {
+        Program engine("tarnEngine", {}, directory, {"DISPLAY=" + display});
+        EXPECT_EQ(1, engine.WaitForExit());
+        EXPECT_EQ(message, engine.Output());
     }
-    Program blind("tarnEngine", {}, directory, {"DISPLAY=:9999"});
-    EXPECT_EQ(1, blind.WaitForExit());
-    EXPECT_EQ("ERR: no display to open a window on; start a desktop session or set DISPLAY.\n",
-              blind.Output());
 }

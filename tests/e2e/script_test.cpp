@@ -8,6 +8,13 @@
 
 namespace {
 
+// Kilobytes. The address sanitizer holds freed memory back.
+#ifdef __SANITIZE_ADDRESS__
+constexpr int kGrowthAllowed = 64 * 1024;
+#else
+constexpr int kGrowthAllowed = 1024;
+#endif
+
 class Script : public EndToEnd {
 protected:
     /// Runs a script without the launcher for some frames and returns the exit status.
@@ -190,23 +197,15 @@ TEST_F(Script, EveryFunctionEveryFrameDoesNotGrowInMemory) {
         kilobytes.push_back(atoi(output.c_str() + at + 9));
     ASSERT_GT(kilobytes.size(), 5u) << output;
     // Caches fill in the first seconds: texts live for five.
-    EXPECT_LT(kilobytes.back(), kilobytes[kilobytes.size() / 2] + 1024) << output;
+    EXPECT_LT(kilobytes.back(), kilobytes[kilobytes.size() / 2] + kGrowthAllowed) << output;
     EXPECT_EQ(std::string::npos, output.find("OpenGL Error")) << output;
 }
 
 TEST_F(Script, ASaveSurvivesAKillAtAnyMoment) {
     script("saver.lua", R"(
 local contents = { string.rep("a", 5000), string.rep("b", 70000) }
-function Init() WriteSaveString("g", "kept", contents[1]) print("saved") end
+function Init() end
 function Draw() for i = 1, 50 do WriteSaveString("g", "kept", contents[i % 2 + 1]) end end)");
-    for (int round = 0; round < 12; ++round) {
-        {
-            Program player("tarnplay", {"-r", "64", "64", "saver.lua"}, directory);
-            ASSERT_TRUE(player.WaitFor("saved\n"));
-            for (int i = 0; i < round % 4; ++i)
-                pause();
-        } // killed
-        const std::string kept = readText(directory + "/kept");
-        EXPECT_TRUE(kept == std::string(5000, 'a') || kept == std::string(70000, 'b')) << kept.size();
-    }
+    expectWholeAfterKills("tarnplay", {"-r", "64", "64", "saver.lua"}, "kept", std::string(5000, 'a'),
+                          std::string(70000, 'b'), 12);
 }

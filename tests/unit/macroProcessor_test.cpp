@@ -2,7 +2,9 @@
 #include "macroProcessor.h"
 
 #include "datablock.h"
+#ifndef TARN_PORTABLE_CORE
 #include "lua_api.h"
+#endif
 
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -95,6 +97,7 @@ TEST(MacroProcessor, IncludesStandInTheirPlaceAndComeToAnEnd) {
     std::filesystem::remove_all(folder);
 }
 
+#ifndef TARN_PORTABLE_CORE
 TEST(MacroProcessor, ATranslatedProgramRuns) {
     const std::string program =
         translate("class = function(base) return setmetatable({}, {__index = base}) end\n"
@@ -110,5 +113,6 @@ TEST(MacroProcessor, ATranslatedProgramRuns) {
     EXPECT_EQ(43, lua_tonumber(L, -1));
     lua_close(L);
 }
+#endif
 
 } // namespace

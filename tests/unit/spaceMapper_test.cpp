@@ -1,7 +1,11 @@
 // The space mapper against worked cases, against an independent model, and on what is not a world at all.
 #include "spaceMapper.h"
 
+#ifdef TARN_PORTABLE_CORE
+#include <gtest/gtest.h>
+#else
 #include "gl_test.h"
+#endif
 
 #include <cmath>
 #include <limits>
@@ -218,6 +222,7 @@ TEST(SpaceMapper, BadInputIsNoTouch) {
     }
 }
 
+#ifndef TARN_PORTABLE_CORE
 TEST_F(GlTest, SpaceMapperDrawsFourEdgesOfEachCellAndEachWallRecord) {
     World world(2);
     world.add(-0.5f, 0.5f, 0.5f, 0.5f);
@@ -229,5 +234,6 @@ TEST_F(GlTest, SpaceMapperDrawsFourEdgesOfEachCellAndEachWallRecord) {
     EXPECT_EQ((8 + 2) * 5, glRenderMode(GL_RENDER));
     EXPECT_EQ(48, feedback[49]); // the wall's end
 }
+#endif
 
 } // namespace
