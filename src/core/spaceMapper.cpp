@@ -2,6 +2,8 @@
 // and ended in place, since each owns blocks of its own.
 #include "spaceMapper.h"
 
+#include "avx2.h"
+#include "spaceMapper_packed.h"
 #include "strfuncs.h"
 
 #include <algorithm>
@@ -14,7 +16,8 @@ namespace {
 
 const int maxCellsPerSide = 4096;
 const int maxCells = 1024 * 1024;
-const int maxWalkSteps = 100; // cells that a wall is followed through
+const int maxWalkSteps = 100;    // cells that a wall is followed through
+const int recordsPerMotion = 32; // packed in the time of one motion
 const float endPointMergeDistance = 0.01f;
 const double squaresPerUnit = 64.0; // side of a hash square: somewhat above the merge distance
 
@@ -99,6 +102,11 @@ bool squareHasEndPoint(const SpaceSeg* cell, double squareX, double squareY, con
     return false;
 }
 
+void countAddition(SpaceSeg* cell) {
+    if (cell->additions)
+        ++*cell->additions;
+}
+
 } // namespace
 
 // ---- SpaceMapper
@@ -172,8 +180,10 @@ void SpaceMapperLines2D::SetSpaceBounds(const float* min, const float* max, int 
     if (!cellBlock.data)
         return; // no memory for it
     cells = reinterpret_cast<SpaceSeg*>(cellBlock.data);
-    for (int i = 0; i < cols * rows; ++i)
+    for (int i = 0; i < cols * rows; ++i) {
         placeCell(*new (&cells[i]) SpaceSeg, i % cols, i / cols, boundsMin, width, height);
+        cells[i].additions = &additions;
+    }
 }
 
 void SpaceMapperLines2D::privDiscardCells() {
@@ -182,6 +192,25 @@ void SpaceMapperLines2D::privDiscardCells() {
             cells[i].~SpaceSeg();
     cells = nullptr;
     cellBlock.Delete();
+    packed.reset();
+    additions = plainMotions = 0;
+}
+
+/// The packed grid, or null while the cells are to be tested one by one. Packing takes about the time of some
+/// motions tested plainly and waits for as many, so that walls may be added between any two motions.
+PackedGrid* SpaceMapperLines2D::privPacked() {
+    if (!avx2InUse || !cells)
+        return nullptr;
+    if (packed && packedAdditions == additions)
+        return packed.get();
+    if (plainMotions++ < (cols * rows + additions) / recordsPerMotion)
+        return nullptr;
+    plainMotions = 0;
+    packedAdditions = additions;
+    packed.reset(new (std::nothrow) PackedGrid);
+    if (packed && !packed->Fill(cells, cols * rows, cols))
+        packed.reset();
+    return packed.get();
 }
 
 int SpaceMapperLines2D::ColumnOf(float x) const {
@@ -248,6 +277,7 @@ void CalcLineNorm(SpMapLine2D* line) {
 void AddLineToSeg(SpaceSeg* cell, SpMapLine2D* line) {
     cell->lines.Append(reinterpret_cast<const char*>(line), static_cast<int>(sizeof(*line)));
     cell->lineCount = cell->lines.Len() / static_cast<int>(sizeof(*line));
+    countAddition(cell);
 }
 
 void AddEndPointToSeg(SpaceSeg* cell, float* point) {
@@ -262,6 +292,7 @@ void AddEndPointToSeg(SpaceSeg* cell, float* point) {
     if (cell->endPoints.NumFloats() / 2 == cell->endPointCount)
         return; // no memory for it
     enterEndPoint(cell, cell->endPointCount++);
+    countAddition(cell);
 }
 
 bool LineIntersectsSeg(SpaceSeg* cell, SpMapLine2D* line) {

@@ -5,6 +5,10 @@
 
 #include "datablock.h"
 
+#include <memory>
+
+struct PackedGrid;
+
 // The model. A world is a rectangle (the bounds) cut into cols x rows equal cells:
 //
 //     boundsMin (0, 0), boundsMax (4, 2), 4 x 2 cells      a wall from (0.5, 0.5) to (2.5, 1.5)
@@ -26,7 +30,7 @@ struct SpMapLine2D {
     int id;          // order of registration from 0; stays the same in every cell's copy
 };
 
-/// One grid cell.
+/// One grid cell. Records are added by AddLineToSeg and AddEndPointToSeg: so the mapper learns of them.
 struct SpaceSeg {
     DataBlock lines;     // SpMapLine2D records, copies of every wall that passes through
     DataBlock endPoints; // pairs of floats: wall ends that lie in the cell, close ones merged
@@ -36,6 +40,7 @@ struct SpaceSeg {
     float min[2] = {0.0f, 0.0f}; // lower-left corner
     float max[2] = {0.0f, 0.0f}; // upper-right corner
     DataBlock endPointSlots;     // hash table of indexes into endPoints plus 1, by place; 0 is a free slot
+    int* additions = nullptr; // its grid's count of what was added to cells; null for a cell outside a grid
 
     const SpMapLine2D* Lines() const { return reinterpret_cast<const SpMapLine2D*>(lines.data); }
     const float* EndPoints() const { return reinterpret_cast<const float*>(endPoints.data); }
@@ -137,6 +142,11 @@ public:
     int RowOf(float y) const;
 
 private:
+    std::unique_ptr<PackedGrid> packed;     // the cells as of packedAdditions; null before
+    int additions = 0, packedAdditions = 0; // to the cells of this grid
+    int plainMotions = 0;                   // tested cell by cell since the last packing
+
+    PackedGrid* privPacked();
     void privDiscardCells();
     SpaceSeg* privNeighbourOnLine(const SpaceSeg* cell, int stepX, int stepY, SpMapLine2D* line) const;
 };

@@ -2,7 +2,7 @@
 // mapper's cells and changes nothing in them.
 #include "spaceMapper.h"
 
-#include "tnmath.h"
+#include "spaceMapper_packed.h"
 
 #include <algorithm>
 #include <cmath>
@@ -14,6 +14,7 @@ const float farAway = 1e14f;             // farther than any touch
 const float parallelDeterminant = 1e-7f; // at or below it a motion runs along the wall
 const float contactGap = 0.000001f;      // contacts stay this far off the offset wall
 const float lineModeMinDistance = 0.00001f;
+const float pointModeMinDistance = -1.0f;
 const int maxPointCollisions = 20;
 const int nothing = -1; // in place of a wall's id or an end's index
 
@@ -82,15 +83,19 @@ public:
     Vec contact, result, velocity;
     int collisions = 0;
 
-    Walk(const SpaceMapperLines2D& owner, Vec start, Vec motion, float discRadius, bool lineMode);
+    /// @param fastForm the mapper's cells once more, or null: then the cells are read
+    Walk(const SpaceMapperLines2D& owner, PackedGrid* fastForm, Vec start, Vec motion, float discRadius,
+         bool lineMode);
     void Run();
 
 private:
     // Fixed for the whole walk.
     const SpaceMapperLines2D& mapper;
+    PackedGrid* const packed;
     const Vec from;
     const float radius, speed;
     const bool asLine;
+    const float minDistance; // touches count beyond it
 
     // Carried from pass to pass.
     Vec a, b;
@@ -100,6 +105,7 @@ private:
 
     // Of the current pass.
     LineFunction move{};
+    float len = 0.0f;
     Vec dir{};
     float best = farAway, startRemaining = 0.0f;
     int currentLine = nothing;
@@ -107,6 +113,9 @@ private:
 
     void startPass();
     void testCells();
+    void testPacked(const CellRange& range);
+    void testPackedEnd(int number);
+    void testPackedWall(int number);
     void testCell(const SpaceSeg& cell);
     void testEndPoint(int index, Vec end);
     void testWall(const SpMapLine2D& wall);
@@ -118,9 +127,12 @@ private:
     void finish();
 };
 
-Walk::Walk(const SpaceMapperLines2D& owner, Vec start, Vec motion, float discRadius, bool lineMode)
-    : mapper(owner), from(start), radius(discRadius), speed(length(lineMode ? motion - start : motion)),
-      asLine(lineMode), a(start), b(lineMode ? motion : start + motion * owner.timeStep) {
+Walk::Walk(const SpaceMapperLines2D& owner, PackedGrid* fastForm, Vec start, Vec motion, float discRadius,
+           bool lineMode)
+    : mapper(owner), packed(fastForm), from(start), radius(discRadius),
+      speed(length(lineMode ? motion - start : motion)), asLine(lineMode),
+      minDistance(lineMode ? lineModeMinDistance : pointModeMinDistance), a(start),
+      b(lineMode ? motion : start + motion * owner.timeStep) {
     contact = result = b;
     velocity = motion;
 }
@@ -149,7 +161,7 @@ void Walk::startPass() {
     hit = false;
     currentLine = lastLine;
     move = lineThrough(a, b);
-    const float len = length(b - a);
+    len = length(b - a);
     if (remaining < 0.0f)
         remaining = len;
     startRemaining = remaining;
@@ -159,13 +171,48 @@ void Walk::startPass() {
 void Walk::testCells() {
     if (!mapper.cells)
         return;
-    const int firstCol = mapper.ColumnOf(std::min(a.x, b.x) - radius);
-    const int lastCol = mapper.ColumnOf(std::max(a.x, b.x) + radius);
-    const int firstRow = mapper.RowOf(std::min(a.y, b.y) - radius);
-    const int lastRow = mapper.RowOf(std::max(a.y, b.y) + radius);
-    for (int row = firstRow; row <= lastRow; ++row)
-        for (int col = firstCol; col <= lastCol; ++col)
+    const CellRange range = {
+        mapper.ColumnOf(std::min(a.x, b.x) - radius), mapper.ColumnOf(std::max(a.x, b.x) + radius),
+        mapper.RowOf(std::min(a.y, b.y) - radius), mapper.RowOf(std::max(a.y, b.y) + radius)};
+    if (packed) {
+        testPacked(range);
+        return;
+    }
+    for (int row = range.firstRow; row <= range.lastRow; ++row)
+        for (int col = range.firstCol; col <= range.lastCol; ++col)
             testCell(mapper.cells[row * mapper.cols + col]);
+}
+
+/// The same tests in the same order, but for those records that cannot be touched.
+void Walk::testPacked(const CellRange& range) {
+    packed->Find(range, {a.x, a.y, b.x, b.y, radius, move.a, move.b, move.c, len, minDistance, lastLine});
+    const PackedList<EndBlock>& ends = packed->ends;
+    const PackedList<WallBlock>& walls = packed->walls;
+    for (int e = 0, w = 0; e < ends.foundCount || w < walls.foundCount;) {
+        const bool endIsNext =
+            e < ends.foundCount &&
+            (w == walls.foundCount || ends.Cell(ends.found[e]) <= walls.Cell(walls.found[w]));
+        if (endIsNext)
+            testPackedEnd(ends.found[e++]);
+        else
+            testPackedWall(walls.found[w++]);
+    }
+}
+
+void Walk::testPackedEnd(int number) {
+    const EndBlock& block = packed->ends.blocks[number / packedLanes];
+    const int lane = number % packedLanes;
+    if (block.index[lane] != lastEnd)
+        testEndPoint(block.index[lane], {block.x[lane], block.y[lane]});
+}
+
+void Walk::testPackedWall(int number) {
+    const WallBlock& block = packed->walls.blocks[number / packedLanes];
+    const int lane = number % packedLanes;
+    testWall({{block.p1x[lane], block.p1y[lane]},
+              {block.p2x[lane], block.p2y[lane]},
+              {block.normalX[lane], block.normalY[lane]},
+              block.id[lane]});
 }
 
 void Walk::testCell(const SpaceSeg& cell) {
@@ -191,14 +238,14 @@ void Walk::testEndPoint(int index, Vec end) {
     const float t2 = (-qb - root) / (2.0f * qa);
     if (t2 < t && t2 > 0.0f)
         t = t2;
-    const float distance = t * length(d);
+    const float distance = t * len;
     // Written so that the quotients of a motion without length, which are no numbers, are no touch.
     if (!(t >= 0.0f && t <= 1.0f) || !isCandidate(distance))
         return;
     lastEnd = index;
     currentLine = nothing;
-    const Vec at = a + d * t, dn = d / length(d), en = (at - end) / radius;
-    bounce(distance, at, dn - en * (2.0f * dot(dn, en)));
+    const Vec at = a + d * t, en = (at - end) / radius;
+    bounce(distance, at, dir - en * (2.0f * dot(dir, en)));
 }
 
 /// The disc against a wall: the movement against the wall moved by the disc's radius towards A.
@@ -234,10 +281,8 @@ void Walk::testWall(const SpMapLine2D& wall) {
 
 /// @param a2,b2 first two coefficients of the line through p and q, which moving the wall does not change
 Sides Walk::sidesOf(Vec p, Vec q, float a2, float b2) const {
-    Sides s;
-    FindDirections(s.wallAtA, s.wallAtB, s.moveAtP, s.moveAtQ, s.wallConstant, move.c, a.x, a.y, b.x, b.y,
-                   p.x, p.y, q.x, q.y, move.a, move.b, a2, b2, 0.0f);
-    return s;
+    const LineFunction wall = {a2, b2, q.x * p.y - p.x * q.y};
+    return {wall.At(a), wall.At(b), move.At(p), move.At(q), wall.c};
 }
 
 /// @param plain,offset the movement against the wall as it stands and moved by the radius
@@ -255,7 +300,7 @@ bool Walk::crosses(const Sides& plain, const Sides& offset, Vec p, Vec q, Vec no
 }
 
 bool Walk::isCandidate(float distance) const {
-    return distance < best && distance > (asLine ? lineModeMinDistance : -1.0f);
+    return distance < best && distance > minDistance;
 }
 
 /// Makes a touch the nearest of the pass and turns the rest of the way there.
@@ -288,7 +333,7 @@ void Walk::finish() {
 
 int SpaceMapperLines2D::MapPoint(const float* from, const float* motion, float radius, float* contact,
                                  float* result, float* velocity, bool asLine) {
-    Walk walk(*this, load(from), load(motion), radius, asLine);
+    Walk walk(*this, privPacked(), load(from), load(motion), radius, asLine);
     walk.Run();
     store(walk.contact, contact);
     store(walk.result, result);

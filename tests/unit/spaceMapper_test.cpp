@@ -1,6 +1,8 @@
 // The space mapper against worked cases, against an independent model, and on what is not a world at all.
 #include "spaceMapper.h"
 
+#include "avx2.h"
+
 #ifdef TARN_PORTABLE_CORE
 #include <gtest/gtest.h>
 #else
@@ -170,6 +172,49 @@ TEST(SpaceMapper, SixHundredStepsInACrookedRoomEndWhereTheyAlwaysDid) {
     char end[100];
     snprintf(end, sizeof(end), "%d %.9g %.9g %.9g %.9g", hits, at.x, at.y, velocity.x, velocity.y);
     EXPECT_STREQ("46 4.48627996 5.47985029 25.5685844 -29.601511", end);
+}
+
+// The vector form against the plain form, which tests cell by cell: walls of all lengths that touch, cross,
+// tie, end on the borders of cells, lie along motions or are no walls, one of them added to a cell by hand.
+TEST(SpaceMapper, EveryFormGivesTheSameBitsAndLines) {
+    std::mt19937 random(11);
+    const auto number = [&](bool onGrid) {
+        const float fine = random() % 20000 / 1000.0f - 10;
+        const float rough[] = {nan, HUGE_VALF, huge, -1e9f, 1e-20f, 12};
+        return random() % 90 == 0 ? rough[random() % 6] : onGrid ? std::round(fine * 4) / 4 : fine;
+    };
+    for (int round = 0; round < 150; ++round) {
+        testing::internal::CaptureStdout(); // walls that leave the bounds are reported
+        World world(1 + random() % 12, 0.5f);
+        const auto point = [&] { return V{number(round % 2), number(round % 2)}; };
+        const auto next = [&](V a) { // near it, or anywhere
+            return random() % 2 ? point()
+                                : V{a.x + random() % 5 * 0.5f - 1, a.y + random() % 3 * 0.5f - 0.5f};
+        };
+        for (int walls = round % 4 ? 30 : 300; walls > 0; --walls) {
+            const V a = point(), b = next(a);
+            world.add(a.x, a.y, b.x, b.y);
+        }
+        SpMapLine2D byHand{{1, 2}, {3, 4}, {number(false), number(false)}, -7};
+        testing::internal::GetCapturedStdout();
+        for (int part = 0; part < 2; ++part, AddLineToSeg(world.mapper.GetSegFromPoint(1, 2), &byHand)) {
+            std::string seen[2];
+            const std::mt19937 start = random;
+            for (const bool fast : {false, true}) {
+                avx2InUse = fast && hasAvx2();
+                random = start;
+                testing::internal::CaptureStdout();
+                for (int i = 0; i < 100; ++i) {
+                    const V a = point(), b = next(a);
+                    const float radius = random() % 3 ? 0.4f : random() % 8 ? 0 : number(false);
+                    const Outcome outcome(world, a, i % 2 ? b : V{b.x - a.x, b.y - a.y}, radius, i % 2);
+                    seen[fast].append(reinterpret_cast<const char*>(&outcome), sizeof(outcome));
+                }
+                seen[fast] += testing::internal::GetCapturedStdout();
+            }
+            ASSERT_EQ(seen[0], seen[1]) << round;
+        }
+    }
 }
 
 TEST(SpaceMapper, EndsWithinAHundredthMerge) {
