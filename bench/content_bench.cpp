@@ -1,11 +1,13 @@
 // packages: libbenchmark-dev
+// args: --benchmark_enable_random_interleaving=true --benchmark_repetitions=5 --benchmark_min_time=0.1
 //
-// A frame that uses 1,000 items of each kind by name (textures, shaders, sounds and texts used, meshes looked
-// up), from managers that hold 1,000, 2,000 or 4,000: the time must not depend on how many there are. All are
-// real ones in a real context. "frame" is the sum, with everything but the drawing; "mesh draws" and "text
-// draws" are the draws by themselves, where OpenGL sets the pace; "misses" are names that nothing has. Before
-// and after the timed frames every item is used once and the outcome checked; a wrong one ends the run with
-// an error.
+// A frame that uses 1,000 items of each kind by name as the engine functions of scripts do (textures, shaders
+// and sounds used, meshes and texts looked up), from managers that hold 1,000, 2,000 or 4,000: the time must
+// not depend on how many there are. All are real ones in a real context. "frame" is the sum, with everything
+// but the drawing; "mesh draws" and "text draws" are the draws by themselves, where OpenGL sets the pace;
+// "misses" are names that nothing has. Before and after the timed frames every item is used once and the
+// outcome checked; a wrong one ends the run with an error.
+#include "drawjoin.h"
 #include "manager.h"
 #include "manager_audio.h"
 #include "materials.h"
@@ -58,6 +60,11 @@ void writeFile(const std::string& name, const std::string& text) {
     std::ofstream(name, std::ios::binary) << text;
 }
 
+/// The words with which a frame asks for an item of each kind.
+struct Asked {
+    std::string group, name, label;
+};
+
 /// Managers with count items each, and what a frame asks for.
 struct Content {
     explicit Content(int count) : total(count) {
@@ -70,6 +77,8 @@ struct Content {
         std::iota(used.begin(), used.end(), 0);
         std::shuffle(used.begin(), used.end(), std::mt19937(5));
         used.resize(kUsesPerFrame);
+        for (int i : used)
+            asked.push_back({groups[i], names[i], labels[i]});
         addFiles();
         for (int i = 0; i < total; i++) {
             std::vector<float> samples(2205, 0.1f); // 50 ms
@@ -122,8 +131,19 @@ struct Content {
         require(texts.texts.Count() == total, "number of texts");
         textures.Use(-1);
         shaders.Use(-1);
+        drawJoin.Reset();
         require(glGetError() == GL_NO_ERROR, "OpenGL error");
         glFinish();
+    }
+
+    /// Whether OpenGL has the texture and the program that the last frame has left, if it has used any.
+    void checkCurrent() {
+        int bound = 0, program = 0;
+        glGetIntegerv(GL_TEXTURE_BINDING_2D, &bound);
+        glGetIntegerv(GL_CURRENT_PROGRAM, &program);
+        require(bound == lastTexture, "texture after the frame");
+        require(program == lastProgram, "program after the frame");
+        lastTexture = lastProgram = 0;
     }
 
     Shader* asShader(int i) { return reinterpret_cast<Shader*>(shaders.GetItem(i)); }
@@ -132,9 +152,11 @@ struct Content {
     int meshIndex(int i) const { return i % kGroups * (total / kGroups) + i / kGroups; }
 
     int total;
+    int lastTexture = 0, lastProgram = 0; // OpenGL's names
     float now = 0;
     std::vector<std::string> names, groups, labels;
-    std::vector<int> used; // what a frame uses
+    std::vector<int> used;    // what a frame uses
+    std::vector<Asked> asked; // the same as the words that ask for it, one after another
     TextureManager textures;
     ShaderManager shaders;
     GeometryManager meshes;
@@ -161,52 +183,62 @@ void runFrames(benchmark::State& state, Use use) {
     for (auto _ : state) {
         content.now += 1.0f / 60;
         content.audio.SetTime(content.now, 0);
-        for (int i : content.used)
-            use(content, i);
+        content.audio.HoldStarts();
+        for (const Asked& asked : content.asked)
+            use(content, asked);
+        content.audio.ReleaseStarts();
     }
-    glFinish();
+    drawJoin.Sync();
+    content.checkCurrent();
     content.check();
 }
 
-void useTexture(Content& c, int i) {
-    c.textures.Use(c.groups[i].c_str(), c.names[i].c_str());
+void useTexture(Content& c, const Asked& a) {
+    int* item = c.textures.GetItem(a.name.c_str(), a.group.c_str());
+    const unsigned name = reinterpret_cast<Texture*>(item)->texId;
+    drawJoin.SetTexture(name);
+    c.lastTexture = static_cast<int>(name);
 }
 
-void useShader(Content& c, int i) {
-    c.shaders.Use(c.groups[i].c_str(), c.names[i].c_str());
+void useShader(Content& c, const Asked& a) {
+    int* item = c.shaders.GetItem(a.name.c_str(), a.group.c_str());
+    auto* shader = reinterpret_cast<Shader*>(item);
+    c.shaders.boundShader = shader;
+    drawJoin.SetProgram(shader->program);
+    c.lastProgram = static_cast<int>(shader->program);
 }
 
-void findMesh(Content& c, int i) {
-    benchmark::DoNotOptimize(c.meshes.GetItem(c.names[i].c_str(), c.groups[i].c_str()));
+void findMesh(Content& c, const Asked& a) {
+    benchmark::DoNotOptimize(c.meshes.GetItem(a.name.c_str(), a.group.c_str()));
 }
 
-void useSound(Content& c, int i) {
-    c.audio.Use(c.groups[i].c_str(), c.names[i].c_str());
+void useSound(Content& c, const Asked& a) {
+    c.audio.Use(a.group.c_str(), a.name.c_str());
 }
 
-void findText(Content& c, int i) {
-    benchmark::DoNotOptimize(c.texts.UseText(c.labels[i].c_str(), nullptr));
+void findText(Content& c, const Asked& a) {
+    benchmark::DoNotOptimize(c.texts.UseText(a.label.c_str(), nullptr));
 }
 
-void useAll(Content& c, int i) {
-    useTexture(c, i);
-    useShader(c, i);
-    findMesh(c, i);
-    useSound(c, i);
-    findText(c, i);
+void useAll(Content& c, const Asked& a) {
+    useTexture(c, a);
+    useShader(c, a);
+    findMesh(c, a);
+    useSound(c, a);
+    findText(c, a);
 }
 
-void drawMesh(Content& c, int i) {
-    c.meshes.Use(c.groups[i].c_str(), c.names[i].c_str());
+void drawMesh(Content& c, const Asked& a) {
+    c.meshes.Use(a.group.c_str(), a.name.c_str());
 }
 
-void drawText(Content& c, int i) {
-    c.texts.CreateDrawText(c.labels[i].c_str(), nullptr);
+void drawText(Content& c, const Asked& a) {
+    c.texts.CreateDrawText(a.label.c_str(), nullptr);
 }
 
-void missName(Content& c, int i) {
-    benchmark::DoNotOptimize(c.textures.GetIndex(c.labels[i].c_str(), c.groups[i].c_str()));
-    benchmark::DoNotOptimize(c.textures.GetIndex(c.names[i].c_str(), c.labels[i].c_str()));
+void missName(Content& c, const Asked& a) {
+    benchmark::DoNotOptimize(c.textures.GetIndex(a.label.c_str(), a.group.c_str()));
+    benchmark::DoNotOptimize(c.textures.GetIndex(a.name.c_str(), a.label.c_str()));
 }
 
 template <typename Use>

@@ -1,5 +1,6 @@
 // links: tinyobjloader
 // packages: libtinyobjloader-dev
+// args: --benchmark_enable_random_interleaving=true --benchmark_repetitions=3 --benchmark_min_time=0.1
 //
 // OBJ text to triangles and quads of 8-float corners: this engine's reader beside tinyobjloader, on texts
 // like real exports of 2 and 40 MB, from memory and from a file. Each round reads the text once on either

@@ -7,6 +7,11 @@ else()
   # Without contraction a float result is the same on every processor.
   target_compile_options(tarn_flags INTERFACE -Wall -Wextra -Wpedantic -Wshadow -ffp-contract=off
                                               $<$<BOOL:${TARN_WERROR}>:-Werror>)
+  # What a program does not use of the library takes no memory in it.
+  target_compile_options(tarn_flags INTERFACE -ffunction-sections -fdata-sections)
+  if(NOT APPLE)
+    target_link_options(tarn_flags INTERFACE -Wl,--gc-sections)
+  endif()
 endif()
 
 if(TARN_SANITIZE)

@@ -6,7 +6,6 @@
 #include "shadering.h"
 #include "strfuncs.h"
 
-#include <SFML/Window/Mouse.hpp>
 #include <SFML/Window/VideoMode.hpp>
 #include <algorithm>
 #include <cstdio>
@@ -102,6 +101,7 @@ void CoreThingy::SetupStandardWindow() {
 }
 
 void CoreThingy::InitSystem() {
+    pacer.SetClock(seams.clock);
     width = clampi(width, 1, kLargestSide);
     height = clampi(height, 1, kLargestSide);
     sf::VideoMode mode(static_cast<unsigned>(width), static_cast<unsigned>(height),
@@ -127,7 +127,7 @@ void CoreThingy::InitSystem() {
     SetupShadingExtensions();
     ResizeWindow();
     SetMouseState(0, 1);
-    sf::Mouse::setPosition(privWindowCentre(), window); // or the first motion would jump by what it is off
+    privMovePointer(privWindowCentre()); // or the first motion would jump by what it is off
     // Image rows are stored top first while texture coordinates count upwards: flip v once for everything.
     glMatrixMode(GL_TEXTURE);
     glScalef(1, -1, 1);
@@ -207,10 +207,12 @@ void CoreThingy::privReportGLError() {
     printf("OpenGL Error! ");
     if (const char* name = glErrorName(code))
         printf("ERR: %s\n", name);
+    if (seams.errors)
+        seams.errors->OpenGLError(code);
 }
 
 void CoreThingy::privPollEvents() {
-    while (window.pollEvent(event)) {
+    while (privNextEvent()) {
         switch (event.type) {
         case sf::Event::Resized:
             // Only the size is taken over: the viewport stays, so a script's picture is not rescaled.
@@ -240,14 +242,12 @@ void CoreThingy::privPollEvents() {
     }
 }
 
-// A busy wait: sleeping would give the processor back but wake up late. The deadline is never moved to the
-// present, so after a stall the next frames run without waiting until they have caught up.
+// The deadline is never moved to the present, so after a stall the next frames run without waiting until they
+// have caught up.
 void CoreThingy::privWaitForFrame() {
     if (!limitFps || targetFps < 1)
         return;
-    const std::int64_t deadline = pacer.NextDeadline(&nextFrameTime, targetFps);
-    while (pacer.Now() < deadline) {
-    }
+    pacer.WaitUntil(pacer.NextDeadline(&nextFrameTime, targetFps));
 }
 
 void CoreThingy::privAdvanceTime() {

@@ -7,6 +7,7 @@
 #include "framepacer.h"
 #include "geometry.h"
 #include "manager.h"
+#include "seams.h"
 #include "spaceMapper.h"
 #include "tnmath.h"
 
@@ -189,6 +190,7 @@ public:
     sf::Clock clock;          ///< started when construction began; all clock times count from there
     sf::Event event;          ///< the event being handled
     SpaceMapper* spaceMapper; ///< owned; null until SetSpaceMapper(1)
+    Seams seams;              ///< read when the window opens and in each frame
 
 private:
     explicit CoreThingy(const sf::Clock& started);
@@ -206,13 +208,20 @@ private:
     void privRepeatKey();
     void privReportFrameRate();
     void privSetOrthoCamera(int fit);
-    void privDropSpaceMapper();
     /// Reads the words after a size option at i; returns how many it took.
     int privParseSize(int i);
     int privGameCode(int key) const;
     sf::Vector2i privWindowCentre() const;
+    bool privNextEvent();
+    sf::Vector2i privPointer() const;
+    void privMovePointer(const sf::Vector2i& position);
 
-    int keyResult;       ///< result of this frame's last key press
+protected:
+    void privDropSpaceMapper();
+
+    int keyResult; ///< result of this frame's last key press; -1: it was Escape
+
+private:
     bool mouseRecentred; ///< a motion of this frame has moved the pointer to the centre
     FramePacer pacer;    ///< reads clock to the nanosecond; nextFrameTime mirrors its deadline
 };

@@ -103,7 +103,22 @@ void CoreThingy::privRepeatKey() {
     GameKeyHappen(privGameCode(repeatKey), GAMEKEY_REPEATED);
 }
 
-// ---- Pointer ----
+// ---- Events and pointer ----
+
+bool CoreThingy::privNextEvent() {
+    return seams.events ? seams.events->Poll(window, event) : window.pollEvent(event);
+}
+
+sf::Vector2i CoreThingy::privPointer() const {
+    return seams.events ? seams.events->PointerPosition(window) : sf::Mouse::getPosition(window);
+}
+
+void CoreThingy::privMovePointer(const sf::Vector2i& position) {
+    if (seams.events)
+        seams.events->SetPointerPosition(position, window);
+    else
+        sf::Mouse::setPosition(position, window);
+}
 
 sf::Vector2i CoreThingy::privWindowCentre() const {
     return {width / 2, height / 2};
@@ -112,12 +127,12 @@ sf::Vector2i CoreThingy::privWindowCentre() const {
 void CoreThingy::privHandleMouseMotion() {
     if (mouseRecentred)
         return;
-    const sf::Vector2i position = sf::Mouse::getPosition(window);
+    const sf::Vector2i position = privPointer();
     sf::Vector2i motion(0, 0);
     if (mouseLocked) {
         const sf::Vector2i centre = privWindowCentre();
         motion = position - centre;
-        sf::Mouse::setPosition(centre, window);
+        privMovePointer(centre);
         mouseRecentred = true;
     }
     privHandleMouseMove(position.x, position.y, motion.x, motion.y);

@@ -2,6 +2,8 @@
 // the matrix stack of scripts; meshes and textures stay with their owners.
 #pragma once
 
+#include "cleartexels.h"
+#include "drawprogram.h"
 #include "tnmath.h"
 
 class Geometry;
@@ -10,10 +12,11 @@ class Geometry;
 // of small meshes would spend its frame there. Two things are kept on the processor instead:
 //
 //   - the state that scripts change between such draws: the model-view matrix and its stack, the current
-//     colour, the texture bound to 2D. OpenGL itself learns about them when something needs them (Sync). Its
-//     own model-view stack stays at its first entry.
+//     colour, the texture bound to 2D, the shader program. OpenGL itself learns about them when something
+//     needs them (Sync), and about values that nothing was drawn with never. Its own model-view stack stays
+//     at its first entry.
 //   - pending vertices: a small mesh drawn by the fixed-function pipeline without lighting is transformed to
-//     clip space right away and appended. One call draws them all as soon as anything but these three changes
+//     clip space right away and appended. One call draws them all as soon as anything but these changes
 //     (or another texture or kind of primitive comes), with identity matrices and a colour per vertex.
 //
 // The picture is the one that separate draws would give: triangles, quads and lines stay what they are, in
@@ -22,6 +25,10 @@ class Geometry;
 // Meshes that cross the border of the view are drawn by themselves, since clipping makes drivers take another
 // path for the whole draw, which rounds differently. Meshes beyond the border are not drawn at all. Under a
 // perspective camera only meshes of one colour are joined: colours of vertices would be interpolated there.
+//
+// Large draws, joined or not, go through shader programs that give the same picture (see drawprogram.h).
+// Quads of joined meshes that show nothing but transparent texels, as blanks of a text do, are left out where
+// blending and depth would let no pixel change.
 //
 // Rules for the engine's code:
 //   - Code that draws or changes what drawing depends on calls Sync first. From there on OpenGL is as the
@@ -64,7 +71,15 @@ public:
     // For the engine.
 
     /// Starts with the current context: takes over its state, forgets what was pending in another one.
-    void Reset();
+    /// @param withPrograms false when shader programs shall not be used for what has no shader
+    void Reset(bool withPrograms = true);
+    /// Images of textures have been replaced.
+    void ForgetTextures() { clearTexels.Reset(); }
+    /// Back to the first entry of the matrix stack, for a script that failed on its way.
+    void Unwind() {
+        top = stack;
+        privTopChanged();
+    }
     /// Takes over OpenGL's state after code that changed it. Nothing may be pending: call Sync before that
     /// code. The stack keeps its depth; its top becomes OpenGL's model-view matrix.
     void Adopt();
@@ -119,16 +134,15 @@ public:
         colour[1] = g;
         colour[2] = b;
         colour[3] = a;
-        colourHeld = false;
     }
     /// @param name OpenGL's texture object, 0 for none. What is bound in OpenGL itself may have changed.
     void SetTexture(unsigned name) {
         texture = name;
         textureHeld = kUnknownTexture;
     }
-    /// Tells whether a shader program is current, under which every mesh is drawn by itself. Call Sync before
-    /// the program changes.
-    void SetShaderBound(bool bound) { shaderBound = bound; }
+    /// @param name a program that OpenGL accepts, or 0 for the fixed-function pipeline. Under a program every
+    ///             mesh is drawn by itself.
+    void SetProgram(unsigned name) { program = name; }
 
     // Drawing under the script's state.
 
@@ -148,13 +162,21 @@ private:
     void privStackFails(bool overflow);
     void privRaiseStackError();
     void privFlush();
+    void privPrepare();
     void privPrepareJoined();
     void privLoadMatrices();
     void privBind(unsigned name);
+    void privUseProgram(unsigned name);
+    void privSetCurrentColour(const float* rgba);
     void privCombine();
     /// Appends vertices of Geometry's layout, or nothing when they are out of view.
     /// @return false when they must be drawn by themselves
     bool privJoin(unsigned primitive, const float* vertices, int count);
+    void privDrawAlone(Geometry& mesh);
+    int privState(RenderState state);
+    bool privAlphaHides();
+    /// Closes the gaps that invisible quads leave. @return how many vertices are left
+    int privDropInvisible(JoinVertex* vertices, int count);
 
     Matrix stack[kMostMatrices];
     Matrix* top;                          // of stack
@@ -168,9 +190,11 @@ private:
     bool projectionHeld;                  // OpenGL's projection is the script's
     bool joinedHeld;                      // both matrices are identities, for what is pending
     bool perspective;                     // the projection gives vertices different w
-    bool colourHeld;                      // OpenGL's current colour is the script's
+    float colourHeld[4];                  // OpenGL's current colour
+    bool colourKnown;                     // colourHeld is right
     bool lighting;                        // GL_LIGHTING is on
-    bool shaderBound;                     // a shader program is current
+    unsigned program;                     // the script's
+    unsigned programHeld;                 // current in OpenGL
     unsigned textureHeld;                 // bound in OpenGL; kUnknownTexture when that is not known
     unsigned stackError;                  // OpenGL's error to be raised, 0 for none
     int renderStates[RENDER_STATE_COUNT]; // values known to be set, -1 for unknown
@@ -178,6 +202,10 @@ private:
     unsigned pendingPrimitive; // of the pending vertices, like pendingTexture
     unsigned pendingTexture;
     bool pendingColours; // the pending vertices differ in colour
+    float viewport[2];   // width and height in pixels; 0 when not known
+    DrawPrograms programs;
+    ClearTexels clearTexels;
+    unsigned short corners[kMostPending / 4 * 6]; // of the pending quads' triangles
     JoinVertex pending[kMostPending];
 };
 

@@ -1,6 +1,8 @@
 // Frame deadlines in whole nanoseconds.
 #include "framepacer.h"
 
+#include "seams.h"
+
 #include <algorithm>
 
 namespace {
@@ -21,10 +23,20 @@ std::int64_t toNanoseconds(float seconds) {
 } // namespace
 
 FramePacer::FramePacer(std::chrono::nanoseconds elapsed)
-    : start(std::chrono::steady_clock::now() - elapsed), base(0), frames(0), frameRate(0), mirror(0) {}
+    : replaced(nullptr), start(std::chrono::steady_clock::now() - elapsed), base(0), frames(0), frameRate(0),
+      mirror(0) {}
 
 std::int64_t FramePacer::Now() const {
+    if (replaced)
+        return replaced->Now();
     return std::chrono::nanoseconds(std::chrono::steady_clock::now() - start).count();
+}
+
+void FramePacer::WaitUntil(std::int64_t deadline) const {
+    if (replaced)
+        return replaced->WaitUntil(deadline);
+    while (Now() < deadline) {
+    }
 }
 
 float FramePacer::Seconds() const {

@@ -6,14 +6,22 @@
 #include <chrono>
 #include <cstdint>
 
+class FrameClock;
+
 /// Deadlines of a constant frame rate, counted from a first one, beside a float that others read.
 class FramePacer {
 public:
     /// @param elapsed what the clock shows already
     explicit FramePacer(std::chrono::nanoseconds elapsed);
 
+    /// Takes the time from another clock from now on; null for the system's. It stays the caller's.
+    void SetClock(FrameClock* other) { replaced = other; }
+
     /// @return nanoseconds on the clock
     std::int64_t Now() const;
+
+    /// A busy wait: sleeping would give the processor back but wake up late.
+    void WaitUntil(std::int64_t deadline) const;
 
     /// @return clock seconds, rounded once
     float Seconds() const;
@@ -25,6 +33,7 @@ public:
     std::int64_t NextDeadline(float* seconds, int rate);
 
 private:
+    FrameClock* replaced;                        // not owned; null for the system's clock
     std::chrono::steady_clock::time_point start; // when the clock showed 0
     std::int64_t base;                           // the deadline from which frames are counted, ns
     std::int64_t frames;                         // since base

@@ -33,6 +33,13 @@ bool appendList(DataBlock& to, DataBlock& from) {
     return to.Len() == wanted;
 }
 
+/// Half a gigabyte: a mesh that is merged into itself over and over doubles each time.
+constexpr int64_t kMostMergedVertices = 1 << 24;
+
+int64_t vertexCount(const Geometry& mesh) {
+    return int64_t{3} * mesh.triCount + int64_t{4} * mesh.quadCount;
+}
+
 // ---- the binary mesh format
 
 constexpr int64_t kHeaderBytes = 12;
@@ -138,6 +145,7 @@ void drawList(unsigned int buffer, const float* memory, GLenum mode, int vertexC
     glEnableClientState(GL_TEXTURE_COORD_ARRAY);
     glEnableClientState(GL_NORMAL_ARRAY);
     glDrawArrays(mode, 0, vertexCount);
+    ++drawCalls;
     glDisableClientState(GL_VERTEX_ARRAY);
     glDisableClientState(GL_TEXTURE_COORD_ARRAY);
     glDisableClientState(GL_NORMAL_ARRAY);
@@ -146,6 +154,8 @@ void drawList(unsigned int buffer, const float* memory, GLenum mode, int vertexC
 }
 
 } // namespace
+
+unsigned long drawCalls = 0;
 
 // ---- Geometry
 
@@ -204,6 +214,11 @@ void Geometry::Draw() {
 void Geometry::AddGeometry(Geometry* other, Matrix* transform, Matrix* texTransform) {
     if (!other)
         return;
+    const int64_t vertices = vertexCount(*this) + vertexCount(*other);
+    if (vertices > kMostMergedVertices) {
+        printf("ERR: mesh not placed, %lld vertices are too many\n", static_cast<long long>(vertices));
+        return;
+    }
     const int oldTriBytes = tris.Len();
     const int oldQuadBytes = quads.Len();
     const int addedTris = other->triCount;
@@ -245,6 +260,7 @@ void DrawLine(const float* a, const float* b) {
     glVertex3f(a[0], a[1], a[2]);
     glVertex3f(b[0], b[1], b[2]);
     glEnd();
+    ++drawCalls;
 }
 
 void DrawLine(float x1, float y1, float z1, float x2, float y2, float z2) {

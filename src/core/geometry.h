@@ -50,6 +50,7 @@ public:
     int triCount;
     int quadCount;
     bool needsCompile;       // the lists differ from what was uploaded
+    bool copied = false;     // another mesh has been given a copy of its faces by GeometryManager::Place
     bool dynamic;            // usage hint for the next upload: false static draw, true dynamic draw
     unsigned int triBuffer;  // buffer object of tris, owned; 0 = none yet
     unsigned int quadBuffer; // buffer object of quads, owned; 0 = none yet
@@ -93,6 +94,7 @@ public:
     void Draw();
 
     /// Appends other's faces to this mesh, transformed; other may be this mesh, or null (nothing happens).
+    /// More than 16,777,216 vertices are refused with one line.
     /// @param transform  applied to positions, its 3x3 part to normals (not renormalised); not null
     /// @param texTransform  its 2D part is applied to texture coordinates; null leaves them alone
     void AddGeometry(Geometry* other, Matrix* transform, Matrix* texTransform);
@@ -128,6 +130,10 @@ struct GeomTextParams {
 
 /// Reads the first object of the OBJ file at path into geom. A file that cannot be read adds nothing.
 void LoadObjFileSingle(Geometry* geom, const char* path);
+
+/// Calls of OpenGL that drew meshes, joined meshes or lines, since the program started. For those who show
+/// costs.
+extern unsigned long drawCalls;
 
 /// Draws one line of width 1 in immediate mode under the current state; a and b are x, y, z.
 void DrawLine(const float* a, const float* b);

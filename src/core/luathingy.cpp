@@ -4,20 +4,19 @@
 #include "drawjoin.h"
 #include "lua_api.h"
 #include "luathingy_api.h"
+#include "memoryuse.h"
 #include "moonscript.h"
 #include "opengl.h"
 #include "strfuncs.h"
 
 #include <cstdio>
+#include <filesystem>
 #include <string>
 
 namespace {
 
 constexpr int kFirstDrawnFrame = 3;
 constexpr int kInitErrorLines = 3;
-
-// Its address is the registry key of the library's own debug.traceback.
-const char kTracebackKey = 0;
 
 bool endsWith(const std::string& text, const std::string& ending) {
     return text.size() >= ending.size() &&
@@ -40,15 +39,35 @@ std::string quotedForLua(const std::string& text) {
 }
 
 // Leaves the chunk's results on the stack, or the error of loading or running it.
+// @param handler of lua_pcall
 // @return false for an error
-bool runText(lua_State* L, const std::string& text) {
-    return luaL_loadstring(L, text.c_str()) == 0 && lua_pcall(L, 0, LUA_MULTRET, 0) == 0;
+bool runText(lua_State* L, const std::string& text, int handler) {
+    return luaL_loadstring(L, text.c_str()) == 0 && lua_pcall(L, 0, LUA_MULTRET, handler) == 0;
 }
 
-// The value on top of the stack, for messages.
+// lua_pcall of a script's function, without results.
+int callScript(const Seams& seams, ScriptStage stage, const char* name, lua_State* L, int arguments,
+               int handler) {
+    if (seams.calls)
+        seams.calls->CallBegins(name);
+    const int result = lua_pcall(L, arguments, 0, handler);
+    if (seams.calls)
+        seams.calls->CallEnded(name);
+    if (result == LUA_ERRERR && handler > 0 && seams.errors) // a full stack left no room for the handler
+        seams.errors->ScriptError(L, stage);
+    return result;
+}
+
+// The value on top of the stack, for messages. Numbers are not turned into text by Lua, which may raise
+// there.
 std::string topText(lua_State* L) {
     if (lua_gettop(L) == 0)
         return "(no value)";
+    if (lua_type(L, -1) == LUA_TNUMBER) {
+        char text[64];
+        snprintf(text, sizeof(text), LUA_NUMBER_FMT, lua_tonumber(L, -1));
+        return text;
+    }
     if (const char* text = lua_tostring(L, -1))
         return text;
     return std::string("(") + luaL_typename(L, -1) + ")";
@@ -83,11 +102,10 @@ void pushCallback(lua_State* L, const char* name) {
 }
 
 void keepTraceback(lua_State* L) {
-    lua_pushlightuserdata(L, const_cast<char*>(&kTracebackKey));
     lua_getglobal(L, "debug");
     lua_getfield(L, -1, "traceback");
-    lua_remove(L, -2);
-    lua_rawset(L, LUA_REGISTRYINDEX);
+    lua_rawseti(L, LUA_REGISTRYINDEX, SLOT_TRACEBACK);
+    lua_pop(L, 1);
 }
 
 // Pushes debug.traceback as the script has it, or the library's own where the script took it away.
@@ -102,8 +120,73 @@ void pushTraceback(lua_State* L) {
     if (lua_isfunction(L, -1))
         return;
     lua_pop(L, 1);
-    lua_pushlightuserdata(L, const_cast<char*>(&kTracebackKey));
-    lua_rawget(L, LUA_REGISTRYINDEX);
+    lua_rawgeti(L, LUA_REGISTRYINDEX, SLOT_TRACEBACK);
+}
+
+// A message handler: tells the error sink, then calls the handler behind it, if any. Upvalues: sink, stage,
+// that handler or nil.
+int tellSink(lua_State* L) {
+    const auto stage = static_cast<ScriptStage>(lua_tointeger(L, lua_upvalueindex(2)));
+    static_cast<ErrorSink*>(lua_touserdata(L, lua_upvalueindex(1)))->ScriptError(L, stage);
+    if (lua_isnil(L, lua_upvalueindex(3)))
+        return 1;
+    lua_pushvalue(L, lua_upvalueindex(3));
+    lua_insert(L, 1);
+    lua_pushinteger(L, 2); // the traceback begins above this function
+    lua_call(L, 2, 1);
+    return 1;
+}
+
+// Pushes the message handler of a call of the script: the traceback where the frame wants one, and with an
+// error sink one that tells it first; nil when none is needed.
+void pushHandler(lua_State* L, ErrorSink* sink, ScriptStage stage) {
+    if (sink) {
+        lua_pushlightuserdata(L, sink);
+        lua_pushinteger(L, static_cast<lua_Integer>(stage));
+    }
+    if (stage == ScriptStage::Draw || stage == ScriptStage::KeyHappen)
+        pushTraceback(L);
+    else
+        lua_pushnil(L);
+    if (sink)
+        lua_pushcclosure(L, tellSink, 3);
+}
+
+// Arguments: sink, stage, name of a callback. Results: its message handler and the callback.
+int prepareCall(lua_State* L) {
+    const auto stage = static_cast<ScriptStage>(lua_tointeger(L, 2));
+    pushHandler(L, static_cast<ErrorSink*>(lua_touserdata(L, 1)), stage);
+    pushCallback(L, static_cast<const char*>(lua_touserdata(L, 3)));
+    return 2;
+}
+
+void keepPrepareCall(lua_State* L) {
+    lua_pushcfunction(L, prepareCall);
+    lua_rawseti(L, LUA_REGISTRYINDEX, SLOT_PREPARE);
+}
+
+// Pushes a message handler, if one is needed, and a callback. In protected mode: whatever allocates may let
+// the garbage collector take a step, which calls __gc of the script's objects, and these may raise.
+// @param handler receives the handler's index, 0 for none
+// @return false, with the error alone pushed, when that has happened
+bool pushCall(lua_State* L, ErrorSink* sink, ScriptStage stage, const char* name, int& handler) {
+    lua_rawgeti(L, LUA_REGISTRYINDEX, SLOT_PREPARE);
+    lua_pushlightuserdata(L, sink);
+    lua_pushinteger(L, static_cast<lua_Integer>(stage));
+    lua_pushlightuserdata(L, const_cast<char*>(name));
+    if (lua_pcall(L, 3, 2, 0) != 0)
+        return false;
+    handler = lua_isnil(L, -2) ? 0 : lua_gettop(L) - 1;
+    if (handler == 0)
+        lua_remove(L, -2);
+    return true;
+}
+
+// Whether something else than a file has that name: a pipe would wait for its writer, a device might not end.
+bool isNoFile(const std::string& path) {
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(nativePath(path.c_str()), error);
+    return std::filesystem::exists(status) && !std::filesystem::is_regular_file(status);
 }
 
 } // namespace
@@ -121,23 +204,32 @@ void LuaThingy::SetLoadScript(const char* name) {
 
 // ---- Init ----
 
+lua_State* LuaThingy::NewState() {
+    lua_State* const state = luaL_newstate();
+    if (state)
+        luaL_openlibs(state);
+    return state;
+}
+
 int LuaThingy::Init() {
     drawJoin.Reset();
     input.keys.SetDefaults();
-    luaState = luaL_newstate();
+    luaState = NewState();
     if (!luaState) {
         printf("ERR: no memory for the Lua state\n");
         return -1;
     }
-    luaL_openlibs(luaState);
     keepTraceback(luaState);
+    keepPrepareCall(luaState);
     RegisterEngineFunctions(luaState, this);
     if (luaopen_moonscript(luaState) != 1)
         printf("ERR: Moonscript not enabled.\n");
+    StateReady();
     const char* prefix = privScriptPrefix();
     scriptsDir.Assign("scripts/");
     privExtendPaths();
     privRunScript(prefix);
+    ScriptRan();
     PublishHost(luaState, this);
     SetAmbientColorRGB(0, 0, 0);
     const int result = privCallInit();
@@ -155,7 +247,7 @@ const char* LuaThingy::privScriptPrefix() {
     }
     if (endsWith(name, ".moon")) {
         printf("Scripttype: Moon\n");
-        runText(luaState, "moonscript = require \"moonscript\"");
+        runText(luaState, "moonscript = require \"moonscript\"", 0);
         return "moonscript.";
     }
     printf("WAT THE FOOK TYPE OF FILE IS THIS, BRO?  er, Err: Incorrect file extension.\n");
@@ -174,7 +266,18 @@ void LuaThingy::privExtendPaths() {
 
 void LuaThingy::privRunScript(const char* prefix) {
     const std::string path = std::string(scriptsDir.CStr()) + scriptName.CStr();
-    if (runText(luaState, std::string(prefix) + "dofile(" + quotedForLua(path) + ")"))
+    const std::string call = isNoFile(path)
+                                 ? "error(" + quotedForLua("cannot read " + path + ": it is no file") + ", 0)"
+                                 : std::string(prefix) + "dofile(" + quotedForLua(path) + ")";
+    pushHandler(luaState, seams.errors, ScriptStage::Load);
+    const int handler = lua_gettop(luaState);
+    if (seams.calls)
+        seams.calls->CallBegins("main chunk");
+    const bool ran = runText(luaState, call, lua_isnil(luaState, handler) ? 0 : handler);
+    if (seams.calls)
+        seams.calls->CallEnded("main chunk");
+    lua_remove(luaState, handler);
+    if (ran)
         return;
     scriptFailed = true;
     loadError.Assign(topText(luaState).c_str());
@@ -182,8 +285,12 @@ void LuaThingy::privRunScript(const char* prefix) {
 
 // A script that did not load has no Init: the lines after the first then show why, from below on the stack.
 int LuaThingy::privCallInit() {
-    pushCallback(luaState, "Init");
-    if (lua_pcall(luaState, 0, 0, 0) == 0)
+    int handler = 0;
+    const bool succeeded = pushCall(luaState, seams.errors, ScriptStage::Init, "Init", handler) &&
+                           callScript(seams, ScriptStage::Init, "Init", luaState, 0, handler) == 0;
+    if (handler > 0)
+        lua_remove(luaState, handler);
+    if (succeeded)
         return 0;
     scriptFailed = true;
     for (int line = 0; line < kInitErrorLines; ++line) {
@@ -202,10 +309,14 @@ int LuaThingy::TimeStep() {
         return 0;
     SetupFrame();
     drawJoin.Adopt();
-    const bool drawn = privCallDraw();
+    audioManager.HoldStarts();
+    const bool drawn = DrawFrame();
+    audioManager.ReleaseStarts();
     drawJoin.Sync();
     lua_settop(luaState, 0);
     Present();
+    if (frameCount == kFirstDrawnFrame)
+        LetHeapGrow();
     return drawn ? result : -1;
 }
 
@@ -214,21 +325,20 @@ void LuaThingy::Present() {
     window.display();
 }
 
-// @return false when the script's Draw failed; its OnError has run then.
-bool LuaThingy::privCallDraw() {
+bool LuaThingy::DrawFrame() {
     reserveStack(luaState);
-    pushTraceback(luaState);
-    const int handler = lua_gettop(luaState);
-    pushCallback(luaState, "Draw");
-    lua_pushnumber(luaState, gameTime);
-    lua_pushnumber(luaState, gameDelta);
-    if (lua_pcall(luaState, 2, 0, handler) == 0)
-        return true;
+    int handler = 0;
+    if (pushCall(luaState, seams.errors, ScriptStage::Draw, "Draw", handler)) {
+        lua_pushnumber(luaState, gameTime);
+        lua_pushnumber(luaState, gameDelta);
+        if (callScript(seams, ScriptStage::Draw, "Draw", luaState, 2, handler) == 0)
+            return true;
+    }
     scriptFailed = true;
     printf("Lua Err: %s.\n", topText(luaState).c_str());
     lua_settop(luaState, 0);
-    pushCallback(luaState, "OnError");
-    lua_pcall(luaState, 0, 0, 0);
+    if (pushCall(luaState, nullptr, ScriptStage::Init, "OnError", handler))
+        callScript(seams, ScriptStage::Draw, "OnError", luaState, 0, 0);
     return false;
 }
 
@@ -238,15 +348,17 @@ void LuaThingy::GameKeyHappen(int key, int state) {
     if (!luaState)
         return;
     reserveStack(luaState);
-    pushTraceback(luaState); // stays until the frame empties the stack
-    const int handler = lua_gettop(luaState);
-    pushCallback(luaState, "KeyHappen");
-    lua_pushnumber(luaState, key);
-    lua_pushnumber(luaState, state);
-    lua_pushnumber(luaState, gameTime);
+    int handler = 0; // stays on the stack until the frame empties it
+    const bool prepared = pushCall(luaState, seams.errors, ScriptStage::KeyHappen, "KeyHappen", handler);
+    if (prepared) {
+        lua_pushnumber(luaState, key);
+        lua_pushnumber(luaState, state);
+        lua_pushnumber(luaState, gameTime);
+    }
     if (key == GAMEKEY_CAPTURE && state == GAMEKEY_PRESSED && typingMode == 0)
         CaptureScreen(width, height, screenshotDir.CStr());
-    const bool handled = lua_pcall(luaState, 3, 0, handler) == 0;
+    const bool handled =
+        prepared && callScript(seams, ScriptStage::KeyHappen, "KeyHappen", luaState, 3, handler) == 0;
     drawJoin.Sync();
     if (handled)
         return;

@@ -62,8 +62,19 @@ public:
     DataBlock loadError;     ///< what running the script's file raised; printed only when Init fails, too
 
 protected:
-    /// Shows the finished frame. Programs around the host look at it here, while the back buffer still holds
-    /// it.
+    // For programs around the host.
+
+    /// Makes the Lua state with its standard libraries; null when there is no memory.
+    virtual lua_State* NewState();
+    /// The Lua state is complete, the engine functions are registered, and the script's file runs next.
+    virtual void StateReady() {}
+    /// The script's file has run, or has failed to; its Init is called next.
+    virtual void ScriptRan() {}
+    /// Calls the script's Draw in the frame that has been set up.
+    /// @return false when it failed: what went wrong has been printed, its OnError has run, and the script
+    /// ends.
+    virtual bool DrawFrame();
+    /// Shows the finished frame. The back buffer still holds it before.
     virtual void Present();
 
 private:
@@ -71,5 +82,4 @@ private:
     void privExtendPaths();
     void privRunScript(const char* prefix);
     int privCallInit();
-    bool privCallDraw();
 };

@@ -12,11 +12,6 @@ namespace {
 
 constexpr char kHostGlobal[] = "__mLuaThingy";
 
-// What every engine function carries with it: looking these up anew costs more than most of them do. Scripts
-// reach them through the debug library alone.
-// Registry slot, below those that luaL_ref hands out, of kHostGlobal as Lua's own string: no call interns it.
-constexpr int kNameSlot = -1;
-
 // The host whose functions were registered last. A process runs one script at a time.
 LuaThingy* liveHost = nullptr;
 
@@ -140,7 +135,7 @@ bool selectByIndex(MediaManager& manager, int index, int*& item) {
 
 void RegisterEngineFunctions(lua_State* L, LuaThingy* host) {
     lua_pushlstring(L, kHostGlobal, sizeof(kHostGlobal) - 1);
-    lua_rawseti(L, LUA_REGISTRYINDEX, kNameSlot);
+    lua_rawseti(L, LUA_REGISTRYINDEX, SLOT_HOST_NAME);
     liveHost = host;
     for (const EngineFunction& entry : kEngineFunctions) {
         lua_pushcclosure(L, entry.function, 0);
@@ -148,16 +143,22 @@ void RegisterEngineFunctions(lua_State* L, LuaThingy* host) {
     }
 }
 
-// Raw access in both directions: a script may give its globals a metatable that raises on unknown names.
+const char* EngineFunctionName(int place) {
+    constexpr int count = sizeof(kEngineFunctions) / sizeof(kEngineFunctions[0]);
+    return place >= 0 && place < count ? kEngineFunctions[place].name : nullptr;
+}
+
+// Raw access in both directions: a script may give its globals a metatable that raises on unknown names. The
+// name is at hand, since making one may raise as well.
 void PublishHost(lua_State* L, LuaThingy* host) {
-    lua_pushlstring(L, kHostGlobal, sizeof(kHostGlobal) - 1);
+    lua_rawgeti(L, LUA_REGISTRYINDEX, SLOT_HOST_NAME);
     lua_pushlightuserdata(L, host);
     lua_rawset(L, LUA_GLOBALSINDEX);
     host->scratch.published = true;
 }
 
 LuaThingy* HostOf(lua_State* L) {
-    lua_rawgeti(L, LUA_REGISTRYINDEX, kNameSlot);
+    lua_rawgeti(L, LUA_REGISTRYINDEX, SLOT_HOST_NAME);
     lua_rawget(L, LUA_GLOBALSINDEX);
     const bool published = lua_touserdata(L, -1) == liveHost;
     lua_pop(L, 1);

@@ -21,8 +21,19 @@ class MediaManager;
 
 // ---- The host ----
 
+/// Integer keys of the registry that belong to the engine, below those that luaL_ref hands out. Addresses as
+/// keys would give the registry another layout in each run, and move later objects in memory.
+enum RegistrySlot {
+    SLOT_HOST_NAME = -1, ///< the global's name as Lua's own string: no call interns it
+    SLOT_TRACEBACK = -2, ///< the library's own debug.traceback
+    SLOT_PREPARE = -3    ///< the function that prepares calls of the script
+};
+
 /// Makes all engine functions globals of L, in their fixed order, each with what HostOf needs.
 void RegisterEngineFunctions(lua_State* L, LuaThingy* host);
+
+/// @return the name of the engine function that is registered at a place from 0 on; null after the last
+const char* EngineFunctionName(int place);
 
 /// Stores the host in the global "__mLuaThingy", from where HostOf takes it.
 void PublishHost(lua_State* L, LuaThingy* host);

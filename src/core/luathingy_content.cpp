@@ -67,6 +67,19 @@ void placeFromGroup(lua_State* L, GeometryManager& meshes) {
         meshes.Place(group, name, ArgInt(L, 3));
 }
 
+// Becomes OpenGL's current program with the next draw. One that OpenGL refuses is offered at once: it raises
+// its error, and the program before stays current.
+void bindShader(ShaderManager& shaders, int* item) {
+    auto* shader = reinterpret_cast<Shader*>(item);
+    if (shader && !shader->linked) {
+        drawJoin.Sync();
+        shaders.priv_Use(item);
+        return;
+    }
+    shaders.boundShader = shader;
+    drawJoin.SetProgram(shader ? shader->program : 0);
+}
+
 } // namespace
 
 // ---- Registration and selection ----
@@ -100,11 +113,9 @@ int pubLDrawGeom(lua_State* L) {
 
 int pubLBindShad(lua_State* L) {
     ShaderManager* shaders = shadersOf(L);
-    if (!shaders)
-        return 0;
-    drawJoin.Sync();
-    UseItem(L, shaders, "Shad");
-    drawJoin.SetShaderBound(shaders->GetBoundShader() != nullptr);
+    int* item = nullptr;
+    if (SelectItem(L, shaders, "Shad", item) && shaders->GetShadersEnabled())
+        bindShader(*shaders, item);
     return 0;
 }
 
@@ -157,8 +168,10 @@ int pubLDeclareUniform(lua_State* L) {
 int pubLUpdateUniform(lua_State* L) {
     const int index = ArgInt(L, 1);
     float value = ArgFloat(L, 2);
-    if (Shader* shader = boundShaderOf(L))
+    if (Shader* shader = boundShaderOf(L)) {
+        drawJoin.Sync(); // OpenGL sets uniforms of its current program
         shader->UpdateUniform(index, &value);
+    }
     return 0;
 }
 

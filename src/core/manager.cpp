@@ -62,6 +62,8 @@ void store(int* where, int value) {
 
 } // namespace
 
+LoadObserver* loadObserver = nullptr;
+
 // ---- MediaManagerGroup
 
 MediaManagerGroup::MediaManagerGroup(const char* groupName) {
@@ -170,7 +172,11 @@ void MediaManager::AddContent(const char* file, const char* groupName, int* firs
     const int oldCount = group->itemCount;
     int localFirst = 0;
     int added = 0;
+    if (loadObserver)
+        loadObserver->LoadBegins();
     QueryFile(path.CStr(), group, &localFirst, &added);
+    if (loadObserver)
+        loadObserver->LoadEnded(path.CStr());
     store(first, itemCount);
     store(count, added);
     itemCount += added;
@@ -265,7 +271,11 @@ int* MediaManager::GetItem(int localIndex, MediaManagerGroup* group) {
     if (!entry.loaded) {
         auto* file = static_cast<GroupFileItem*>(group->files.Get(entry.fileIndex));
         const QuietRetry quiet(file->state == 2);
+        if (loadObserver)
+            loadObserver->LoadBegins();
         LoadFile(file, group);
+        if (loadObserver)
+            loadObserver->LoadEnded(file->path.CStr());
     }
     return GetLoadedItem(entry.globalIndex);
 }

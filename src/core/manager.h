@@ -9,6 +9,9 @@
 #include "tnmath.h"
 #include "tnq.h"
 
+#include <map>
+#include <string>
+
 class SoundBufferItem;
 class SoundSlot;
 class Shader;
@@ -41,6 +44,18 @@ class Music;
 // put into the index by the first lookup after their registration; from then on their names stay as they are.
 //
 // Items are handed around as int*, an untyped pointer: only the derived manager knows the real type.
+
+/// Hears of content files that are read: when they are registered, or at the first use of what they hold.
+class LoadObserver {
+public:
+    virtual ~LoadObserver() = default;
+    virtual void LoadBegins() = 0;
+    /// @param path with the content prefix; good for this call only
+    virtual void LoadEnded(const char* path) = 0;
+};
+
+/// The one observer of the process, not owned; null, as in the engine program, when nobody listens.
+extern LoadObserver* loadObserver;
 
 /// Characters of a group or item name, its terminator included. Longer names are cut where they are stored
 /// and compared as if cut, so that a long name finds what it registered.
@@ -330,10 +345,20 @@ public:
     /// A failure prints "Error: Audio File Not Loaded.".
     void LoadFile(GroupFileItem* file, MediaManagerGroup* group) override;
 
+    /// Reads the file of a loaded sound again; channels that play it start over with what it holds now.
+    /// @return false, with the sound unchanged, when the file cannot be used; true also for a sound that is
+    ///         not loaded
+    bool ReloadFile(GroupFileItem* file, MediaManagerGroup* group);
+
     /// Plays a sound. A channel counts as free when the sound started last on it has run its length and it is
     /// not looping. The sound's own last channel comes first if it is free, then free channels that hold this
     /// sound, then channels never used, then any free one; with none left the last one visited is taken over.
     void priv_Use(int* item) override;
+
+    /// From here to ReleaseStarts plays only choose their channels; then each channel starts the last sound
+    /// that was played on it. For a frame's plays: a sound that another one cuts off at once costs nothing.
+    void HoldStarts();
+    void ReleaseStarts();
 
     /// @return the channel of the most recent play, -1 before the first.
     int GetLastIndex();
@@ -369,8 +394,11 @@ private:
     bool priv_IsFree(const SoundSlot& slot) const;
     int priv_ChooseChannel(const SoundBufferItem& item);
     SoundBufferItem* priv_Sound(int globalIndex);
+    void priv_StartHeld();
 
-    float busyUntil; // up to this time no channel is free and none is unused
+    float busyUntil;          // up to this time no channel is free and none is unused
+    bool holdsStarts = false; // between HoldStarts and ReleaseStarts
+    bool startsHeld = false;  // a channel has a sound to start
 };
 
 /// A fixed row of music players, each streaming one file. Player numbers outside the range are ignored.
@@ -391,6 +419,13 @@ public:
     /// silent.
     void LoadFile(int number, const char* file);
 
+    /// Opens the player's file again; what plays goes on from its beginning.
+    /// @return false when the file cannot be played: the player keeps what it has opened
+    bool Reload(int number);
+
+    /// @return path of the file last asked for; "" for none
+    std::string FileOf(int number) const;
+
     /// Starts the player, or goes on where it was paused.
     void Play(int number);
 
@@ -406,6 +441,8 @@ public:
 
 private:
     sf::Music* priv_Player(int number);
+
+    std::map<int, std::string> files; // path of the file last asked for, by player
 };
 
 /// One cached text and the layout that it was built with, as in GeomTextParams.

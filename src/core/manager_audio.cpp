@@ -130,6 +130,12 @@ void start(SoundSlot& slot, const SoundBufferItem& sound) {
     slot.plain = true;
 }
 
+void startHeld(SoundSlot& slot) {
+    if (slot.toStart)
+        start(slot, *slot.toStart);
+    slot.toStart = nullptr;
+}
+
 // The channel counts are those that the audio library has a sample format for.
 bool isPlayable(std::uint64_t samples, unsigned channelCount, unsigned sampleRate) {
     const bool layoutKnown = channelCount == 1 || channelCount == 2 || channelCount == 4 ||
@@ -207,6 +213,7 @@ void AudioManager::SetAudProps(int channel, float volume, float pitch, bool loop
         return;
     const ReportFilter filter;
     SoundSlot& slot = channels[channel];
+    startHeld(slot);
     applyProps(slot, volume, pitch, x, y, z);
     slot.setLoop(loop);
     slot.plain = false;
@@ -219,6 +226,7 @@ void AudioManager::StopAudio(int channel) {
         return;
     const ReportFilter filter;
     SoundSlot& slot = channels[channel];
+    startHeld(slot);
     slot.stop();
     slot.endTime = curTime;
     slot.looping = false;
@@ -245,6 +253,28 @@ void AudioManager::LoadFile(GroupFileItem* file, MediaManagerGroup* group) {
     sound->itemIndex = group->entriesPtr[file->firstItem].globalIndex;
     sound->duration = sound->getDuration().asSeconds();
     priv_FinishLoad(file, group, asItem(sound.release()));
+}
+
+bool AudioManager::ReloadFile(GroupFileItem* file, MediaManagerGroup* group) {
+    const int globalIndex = group->entriesPtr[file->firstItem].globalIndex;
+    SoundBufferItem* sound = asSound(GetLoadedItem(globalIndex));
+    const std::string path = nativePath(file->path.CStr());
+    const ReportFilter filter;
+    if (!sound)
+        return true;
+    std::vector<SoundSlot*> playing;
+    for (int i = 0; i < channelCount; i++)
+        if (channels[i].ownerIndex == globalIndex && channels[i].getStatus() == sf::Sound::Playing)
+            playing.push_back(&channels[i]);
+    if (!isSoundFile(path, true) || !sound->loadFromFile(path))
+        return false;
+    sound->duration = sound->getDuration().asSeconds();
+    for (SoundSlot* slot : playing) {
+        slot->play();
+        slot->endTime = curTime + sound->duration;
+    }
+    busyUntil = kUnknown;
+    return true;
 }
 
 int AudioManager::NewAudio(const char* name, const char* group) {
@@ -285,6 +315,7 @@ void AudioManager::SetAudioData(int globalIndex, float* values, int count, int s
     std::vector<std::int16_t> samples(static_cast<std::size_t>(sampleCount));
     for (int i = 0; i < sampleCount; i++)
         samples[i] = meanSample(values + i * perSample, perSample);
+    priv_StartHeld();
     const ReportFilter filter;
     // Channels that play this buffer are stopped and given the new samples by the audio library.
     sound->loadFromSamples(samples.data(), samples.size(), static_cast<unsigned>(sampleChannels),
@@ -311,8 +342,29 @@ void AudioManager::priv_Use(int* item) {
     slot.ownerIndex = sound.itemIndex;
     slot.endTime = curTime + sound.duration;
     busyUntil = std::min(busyUntil, slot.endTime);
-    if (device != Device::Missing)
-        start(slot, sound);
+    if (device == Device::Missing)
+        return;
+    slot.toStart = &sound;
+    if (holdsStarts)
+        startsHeld = true;
+    else
+        startHeld(slot);
+}
+
+void AudioManager::HoldStarts() {
+    holdsStarts = true;
+}
+
+void AudioManager::ReleaseStarts() {
+    holdsStarts = false;
+    priv_StartHeld();
+}
+
+void AudioManager::priv_StartHeld() {
+    if (!startsHeld)
+        return;
+    std::for_each(&channels[0], &channels[0] + channelCount, startHeld);
+    startsHeld = false;
 }
 
 bool AudioManager::priv_IsFree(const SoundSlot& slot) const {
@@ -373,6 +425,7 @@ void MusicManager::SetPathPrefix(const char* prefix) {
 void MusicManager::SetMaxChannels(int n) {
     const ReportFilter filter;
     musicCount = std::max(n, 0);
+    files.clear();
     musics.Reset(musicCount);
 }
 
@@ -385,12 +438,37 @@ void MusicManager::LoadFile(int number, const char* file) {
     path.Append(&pathPrefix);
     path.Append(file ? file : "");
     const std::string native = nativePath(path.CStr());
-    if (isSoundFile(native, false) && player->openFromFile(native))
+    files[number] = native;
+    if (loadObserver)
+        loadObserver->LoadBegins();
+    const bool opened = isSoundFile(native, false) && player->openFromFile(native);
+    if (loadObserver)
+        loadObserver->LoadEnded(native.c_str());
+    if (opened)
         return;
     printf("Error: Music failed to load\n");
     // A player whose last file went wrong would play on without end; a new one has nothing to play.
     player->~Music();
     new (player) sf::Music;
+}
+
+bool MusicManager::Reload(int number) {
+    sf::Music* player = priv_Player(number);
+    const ReportFilter filter;
+    const std::string path = FileOf(number);
+    if (!player || !isSoundFile(path, false))
+        return false;
+    const bool playing = player->getStatus() == sf::Music::Playing;
+    if (!player->openFromFile(path))
+        return false;
+    if (playing)
+        player->play();
+    return true;
+}
+
+std::string MusicManager::FileOf(int number) const {
+    const auto file = files.find(number);
+    return file == files.end() ? "" : file->second;
 }
 
 void MusicManager::Play(int number) {

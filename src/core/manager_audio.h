@@ -18,5 +18,6 @@ public:
     int ownerIndex = -1;   // global index of the sound whose buffer it holds; -1 before its first use
     float endTime = -1.0f; // game time in seconds at which the sound started here has run its length
     bool looping = false;  // set to loop by SetAudProps
-    bool plain = true;     // volume, pitch, position and loop are those of a new sound
+    const SoundBufferItem* toStart = nullptr; // chosen while starts are held; null: as it is
+    bool plain = true;                        // volume, pitch, position and loop are those of a new sound
 };

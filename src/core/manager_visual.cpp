@@ -162,6 +162,7 @@ void GeometryManager::Place(int source, int target) {
         printf("ERR 5123\n");
         return;
     }
+    from->copied = true;
     into->AddGeometry(from, geomStack.Ptr(), texStack.Ptr());
 }
 

@@ -100,6 +100,7 @@ public:
     DataBlock uniformBlock; // the storage of uniforms
     UniformEntry* uniforms; // start of uniformBlock, refreshed by DeclareUniform; null while there are none
     int uniformCount;
+    bool linked; // OpenGL accepts the program as the current one
 
     Shader();
     ~Shader(); ///< Releases uniformBlock only: the program lives on in the context.

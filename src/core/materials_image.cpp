@@ -5,8 +5,8 @@
 #include "strfuncs.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
+#include <zlib.h>
 
 namespace {
 
@@ -68,29 +68,17 @@ bool isPng(const Header& file) {
     return file.Has(kPngMagic, kPngMagicLength);
 }
 
-/// The checksum of PNG chunks: the remainder by the polynomial 0xedb88320, lowest bit first.
-unsigned checksum(const unsigned char* bytes, long long count) {
-    static const std::array<unsigned, 256> table = [] {
-        std::array<unsigned, 256> made{};
-        for (unsigned i = 0; i < 256; ++i) {
-            made[i] = i;
-            for (int bit = 0; bit < 8; ++bit)
-                made[i] = made[i] >> 1 ^ (made[i] & 1 ? 0xedb88320u : 0);
-        }
-        return made;
-    }();
-    unsigned sum = ~0u;
-    for (long long i = 0; i < count; ++i)
-        sum = sum >> 8 ^ table[(sum ^ bytes[i]) & 255];
-    return ~sum;
+/// Where the first chunk of that type begins, -1 when the image ends without one.
+long long chunkOf(const Header& file, const char* type) {
+    long long at = kPngMagicLength;
+    while (at < file.Len() && !file.Has(type, 4, at + 4) && !file.Has("IEND", 4, at + 4))
+        at += file.Big(at, 4) + kPngChunkFrame;
+    return file.Has(type, 4, at + 4) ? at : -1;
 }
 
-/// The header need not be the first chunk.
 ImageSize pngSize(const Header& file) {
-    for (long long at = kPngMagicLength; at < file.Len(); at += file.Big(at, 4) + kPngChunkFrame)
-        if (file.Has("IHDR", 4, at + 4))
-            return {file.Big(at + 8, 4), file.Big(at + 12, 4), kDeflated};
-    return {};
+    const long long at = chunkOf(file, "IHDR");
+    return at < 0 ? ImageSize{} : ImageSize{file.Big(at + 8, 4), file.Big(at + 12, 4), kDeflated};
 }
 
 /// The next marker of a JPEG file, 0 at its end; moves `at` to the length behind it. Rubbish between segments
@@ -202,17 +190,77 @@ ImageSize hdrSize(const Header& file) {
     return size;
 }
 
+/// The compressed pixels of a PNG file, inflated to nowhere: the image library makes room for whatever comes
+/// out of them, so that 10 MB can take 10 GB, and does not see their end.
+class PixelStream {
+public:
+    /// @param headerBytes what precedes the deflated data
+    PixelStream(long long mostBytes, int headerBytes) : left(mostBytes), toSkip(headerBytes) {
+        ended = inflateInit2(&stream, -MAX_WBITS) != Z_OK;
+    }
+    ~PixelStream() { inflateEnd(&stream); }
+    PixelStream(const PixelStream&) = delete;
+    PixelStream& operator=(const PixelStream&) = delete;
+
+    /// Takes the next piece. @return false when it is broken or inflates too far
+    bool Take(const unsigned char* bytes, long long count) {
+        const long long skipped = std::min(toSkip, count);
+        toSkip -= skipped;
+        stream.next_in = const_cast<unsigned char*>(bytes) + skipped;
+        stream.avail_in = static_cast<unsigned>(count - skipped);
+        bool fills = true; // there may be more to come out of what has been taken
+        while (!ended && (fills || stream.avail_in > 0)) {
+            stream.next_out = scratch;
+            stream.avail_out = sizeof(scratch);
+            const int result = inflate(&stream, Z_NO_FLUSH);
+            left -= static_cast<long long>(sizeof(scratch) - stream.avail_out);
+            ended = result == Z_STREAM_END;
+            fills = stream.avail_out == 0;
+            if (left < 0 || (!ended && result != Z_OK && result != Z_BUF_ERROR))
+                return false;
+        }
+        return true;
+    }
+    bool Ended() const { return ended; }
+
+private:
+    z_stream stream = {};
+    long long left;
+    long long toSkip;
+    bool ended;
+    unsigned char scratch[1 << 15];
+};
+
+/// Bytes of the rows of a PNG file, each behind its filter, by the header at `at`.
+long long pngRowBytes(const Header& file, long long at) {
+    constexpr int kChannels[] = {1, 1, 3, 1, 2, 1, 4, 1}; // by colour type
+    const long long width = std::min(file.Big(at + 8, 4), kMostPixels);
+    const long long height = std::min(file.Big(at + 12, 4), kMostPixels);
+    const long long bits = width * file.At(at + 16) * kChannels[file.At(at + 17) & 7];
+    return height * ((bits + 7) / 8 + 1);
+}
+
 bool isDamagedPng(const Header& file) {
+    constexpr int kZlibHeader = 2, kSlack = 1 << 16;
+    const long long header = chunkOf(file, "IHDR");
+    if (header < 0)
+        return true;
+    // Interlaced rows are shorter and more. One maker's files are without the header.
+    PixelStream pixels(2 * pngRowBytes(file, header) + kSlack, chunkOf(file, "CgBI") < 0 ? kZlibHeader : 0);
     for (long long at = kPngMagicLength; at < file.Len();) {
         const long long length = file.Big(at, 4);
         const long long end = at + length + kPngChunkFrame;
         if (end > file.Len())
             return true;
-        const bool indispensable = (file.At(at + 4) & 0x20) == 0;
-        if (indispensable && checksum(file.Bytes() + at + 4, length + 4) != file.Big(end - 4, 4))
+        const unsigned char* type = file.Bytes() + at + 4;
+        const bool indispensable = (*type & 0x20) == 0;
+        if (indispensable &&
+            file.Big(end - 4, 4) != static_cast<long long>(crc32(0, type, static_cast<unsigned>(length + 4))))
+            return true;
+        if (file.Has("IDAT", 4, at + 4) && !pixels.Take(type + 4, length))
             return true;
         if (file.Has("IEND", 4, at + 4))
-            return false;
+            return !pixels.Ended();
         at = end;
     }
     return true;

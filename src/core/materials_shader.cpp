@@ -7,7 +7,8 @@
 #include <cstdio>
 
 Shader::Shader()
-    : vertPath(), fragPath(), program(0), vertShader(0), fragShader(0), uniforms(nullptr), uniformCount(0) {}
+    : vertPath(), fragPath(), program(0), vertShader(0), fragShader(0), uniforms(nullptr), uniformCount(0),
+      linked(false) {}
 
 Shader::~Shader() = default;
 
@@ -21,11 +22,13 @@ bool Shader::LoadMetaFile(const char* path) {
     DataBlock directory;
     directory.AssignFromDirectory(path);
     ParseShaderSrc(text.CStr(), program, vertShader, fragShader, directory.CStr());
+    linked = isProgramLinked(program);
     return true;
 }
 
 void Shader::Compile() {
     makeprogram(program, vertShader, fragShader, vertPath, fragPath);
+    linked = isProgramLinked(program);
 }
 
 void Shader::Bind() {

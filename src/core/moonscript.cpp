@@ -3,19 +3,34 @@
 #include "moonscript.h"
 
 #include "lua_api.h"
+#include "memoryuse.h"
 
 extern "C" int luaopen_lpeg(lua_State* L);
+
+namespace {
+
+constexpr int kEagerPause = 100; // per cent of the memory in use at which the next collection starts
+
+// Runs the compiler's text and leaves what it returns. The state keeps its memory even when it is free, and
+// all garbage of the reading would be there at once: it is collected as it comes.
+bool runCompilerText(lua_State* L) {
+    const int pause = lua_gc(L, LUA_GCSETPAUSE, kEagerPause);
+    // Protected, since a foreign compiler version may want what this state lacks: games in Lua still run
+    // then.
+    const char* text = reinterpret_cast<const char*>(moonscript_lua);
+    const bool ran =
+        luaL_loadbuffer(L, text, moonscript_lua_len, "moonscript.lua") == 0 && lua_pcall(L, 0, 1, 0) == 0;
+    lua_gc(L, LUA_GCSETPAUSE, pause);
+    DropConstantPages(moonscript_lua, moonscript_lua_len);
+    return ran;
+}
+
+} // namespace
 
 std::int32_t luaopen_moonscript(lua_State* L) {
     luaopen_lpeg(L);
     setloaded(L, "lpeg");
-
-    const char* text = reinterpret_cast<const char*>(moonscript_lua);
-    if (luaL_loadbuffer(L, text, moonscript_lua_len, "moonscript.lua") != 0)
-        return 0;
-    // Protected, since a foreign compiler version may want what this state lacks: games in Lua still run
-    // then.
-    return lua_pcall(L, 0, 1, 0) == 0 ? 1 : 0;
+    return runCompilerText(L) ? 1 : 0;
 }
 
 void setloaded(lua_State* L, const char* name) {

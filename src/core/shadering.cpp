@@ -123,6 +123,13 @@ void glUseProgramObjectARB_PTR(unsigned program) {
         useProgramObject(toHandle(program));
 }
 
+bool isProgramLinked(unsigned program) {
+    GLint linked = 0;
+    if (getObjectParameteriv && program)
+        getObjectParameteriv(toHandle(program), GL_OBJECT_LINK_STATUS_ARB, &linked);
+    return linked != 0;
+}
+
 void glBindFramebufferEXT_PTR(unsigned target, unsigned framebuffer) {
     if (bindFramebuffer)
         bindFramebuffer(target, framebuffer);
@@ -289,7 +296,7 @@ void makeprogram(unsigned& program, unsigned& vertShader, unsigned& fragShader, 
 void readfile(const char* path, char* buffer) {
     constexpr size_t kPiece = 100;
     size_t length = 0;
-    if (FILE* file = fopen(nativePath(path).c_str(), "rb")) {
+    if (FILE* file = openForReading(path, "rb")) {
         size_t got;
         do {
             got = fread(buffer + length, 1, kPiece, file);

@@ -25,6 +25,9 @@ bool setupExtensions();
 /// Makes program current; 0 is the fixed-function pipeline.
 void glUseProgramObjectARB_PTR(unsigned program);
 
+/// Whether OpenGL accepts program as the current one.
+bool isProgramLinked(unsigned program);
+
 /// Binds a framebuffer object to target; 0 is the window.
 void glBindFramebufferEXT_PTR(unsigned target, unsigned framebuffer);
 

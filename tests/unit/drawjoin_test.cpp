@@ -5,6 +5,8 @@
 #include "gl_files.h"
 #include "lua_api.h"
 #include "luathingy.h"
+#include "materials.h"
+#include "opengl.h"
 #include "tarneuc.h"
 
 #include <algorithm>
@@ -45,6 +47,12 @@ const luaL_Reg kPlain[] = {
     {"SetLighting", [](S* L) { return host->SetLighting(i(L, 1) != 0), 0; }},
     {"Tex", [](S* L) { return host->textureManager.Use(i(L, 1)), 0; }},
     {"Shad", [](S* L) { return host->shaderManager.Use(i(L, 1)), 0; }},
+    {"Uniform",
+     [](S* L) {
+         float value = n(L, 2);
+         Shader* bound = host->shaderManager.GetBoundShader();
+         return bound ? bound->UpdateUniform(i(L, 1), &value) : void(), 0;
+     }},
     {"Quad", [](S*) { return host->quad.Draw(), 0; }},
     {"Geom", [](S* L) { return host->geometryManager.Use(i(L, 1)), 0; }},
     {"Text",
@@ -66,7 +74,7 @@ const char kPlayer[] = R"(function play(f, seed, kinds)
     local depth, target = 0, false
     local calls = {
       function() f.Quad() end, function() f.Geom(any(3)) end,
-      function() f.Text(("text"):rep(any(4))) end, function() f.DrawLine(r(1), r(1), r(1), r(1), r(1), r(1)) end,
+      function() f.Text(("t  xt"):rep(any(16))) end, function() f.DrawLine(r(1), r(1), r(1), r(1), r(1), r(1)) end,
       function() f.Tex(any(5) - 1) end, function() f.Color(r(1.2), r(1.2), r(1.2), r(1)) end,
       function() if depth < 8 then depth = depth + 1 f.Push() end end,
       function() if depth > 0 then depth = depth - 1 f.Pop() end end,
@@ -75,27 +83,34 @@ const char kPlayer[] = R"(function play(f, seed, kinds)
       function() f.Blend(any(2) * 2 - 1) end, function() f.Depth(any(2), any(2)) end,
       function() f.SetCam(2 + any(2)) end, function() f.LookAt(r(2), r(2) + 3, r(2), 0, 0, 0) end,
       function() f.Culling(any(2)) end, function() f.Logic(any(4) == 0 and 10 or -1) end,
-      function() f.Shad(any(4) == 0 and 0 or -1) end,
+      function() f.Shad(any(4) == 0 and any(3) or -1) end,
+      function() f.Shad(any(3)) f.Uniform(0, r(1)) f.Shad(any(4) - 1) end,
       function() target = not target if target then f.BeginRTTFull() else f.EndRTTFull() end end,
       function() f.SetLighting(any(2)) end, function() f.SetLight(0, r(2), r(2), r(2)) end}
+    f.Shad(2) f.Uniform(0, 0.5) f.Shad(-1)
     for _ = 1, 30 do calls[any(kinds) + 1]() calls[any(11) + 1]() end
     while depth > 0 do depth = depth - 1 f.Pop() end
     if target then f.EndRTTFull() end
     f.SetLighting(0) f.Shad(-1) f.Logic(-1) f.Culling(0) end)";
-constexpr int kExactKinds = 18; ///< those before the render target
+constexpr int kExactKinds = 19; ///< those before the render target
 
 class DrawJoinTest : public GlFilesTest {
 protected:
     void SetUp() override {
         GlFilesTest::SetUp();
         std::filesystem::create_directory_symlink(TARN_SOURCE_DIR "/media", "media");
-        write("half.shad",
-              "#SECTION VERTEX\nvoid main() { gl_Position = ftransform(); gl_FrontColor = gl_Color; }\n"
-              "#SECTION FRAGMENT\nvoid main() { gl_FragColor = gl_Color * 0.5; }\n");
+        const std::string vertex =
+            "#SECTION VERTEX\nvoid main() { gl_Position = ftransform(); gl_FrontColor = gl_Color; }\n";
+        write("half.shad", vertex + "#SECTION FRAGMENT\nvoid main() { gl_FragColor = gl_Color * 0.5; }\n");
+        write("bad.shad", vertex + "#SECTION FRAGMENT\nvoid main() { gl_FragColor = nothing; }\n");
+        write("tint.shad", vertex + "#SECTION FRAGMENT\nuniform float tint;\n"
+                                    "void main() { gl_FragColor = gl_Color * tint; }\n");
         write("scripts/game.lua",
               "function Init() AddTex('textures/font.png') AddTex('textures/brick.png') "
               "AddTex('textures/star.png') AddTex('textures/wood.png') AddGeom('geom/gem.obj') "
-              "AddGeom('geom/cube.obj') AddGeom('geom/sphere.obj') AddShad('half.shad') end");
+              "AddGeom('geom/cube.obj') AddGeom('geom/sphere.obj') AddShad('half.shad') "
+              "AddShad('bad.shad') AddShad('tint.shad') Shad(1) Shad(2) DeclareUniform(0, 'tint') Shad(-1) "
+              "end");
         game = std::make_unique<LuaThingy>();
         host = game.get();
         game->width = game->height = kSide;
@@ -103,6 +118,7 @@ protected:
         game->SetLoadScript("game.lua");
         game->SetupStandardWindow();
         printed([&] { ASSERT_EQ(0, game->Init()); });
+        glGetError(); // of the program that cannot be
         luaL_register(game->luaState, "plain", kPlain);
         run(kPlayer);
     }
@@ -147,13 +163,44 @@ TEST_F(DrawJoinTest, RandomScriptsGiveThePictureOfPlainCalls) {
     EXPECT_LE(differences(150, kExactKinds + 3), 3);
 }
 
+TEST_F(DrawJoinTest, BlanksAreLeftOutOnlyWhereNothingOfThemShows) {
+    for (const std::string state : {"", "f.Depth(1, 1)", "f.Blend(-1)", "f.Logic(10)", "f.SetCam(3)"})
+        for (float scale = 0.01f; scale < 2; scale *= 1.2f) {
+            const std::string code =
+                "(function(f) f.SetCam(2) f.Depth(0, 0) f.Blend(1) f.Color(0.3, 0.5, 0.7, 1) f.Quad() " +
+                state + " f.Scale(" + std::to_string(scale) +
+                ", 0.4, 1) f.Text('0 .  ! /     , 0 ') f.Logic(-1) end)";
+            EXPECT_TRUE(frame(code + "(plain)") == frame(code + "(_G)")) << state << " at " << scale;
+        }
+    PFNGLBEGINQUERYPROC begin = nullptr;
+    PFNGLENDQUERYPROC end = nullptr;
+    PFNGLGETQUERYOBJECTUIVPROC get = nullptr;
+    fetchGlFunction(begin, "glBeginQuery");
+    fetchGlFunction(end, "glEndQuery");
+    fetchGlFunction(get, "glGetQueryObjectuiv");
+    for (const bool shows : {false, true}) {
+        unsigned samples = 0;
+        begin(GL_SAMPLES_PASSED, 1);
+        run(std::string("SetCam(2) Depth(0) Blend(0) Text('") + (shows ? ".   " : "    ") + "')");
+        end(GL_SAMPLES_PASSED);
+        get(1, GL_QUERY_RESULT, &samples);
+        EXPECT_EQ(shows, samples > 0);
+    }
+}
+
 TEST_F(DrawJoinTest, StackErrorsAreRaisedOnceAndTheFirstCounts) {
     const std::string push = "for _ = 1, 40 do Push() end ", pop = "for _ = 1, 40 do Pop() end ";
     const struct {
         std::string code;
         unsigned error;
-    } cases[] = {{"Push() Pop()", GL_NO_ERROR},    {push, GL_STACK_OVERFLOW},      {"Move(1)", GL_NO_ERROR},
-                 {pop + push, GL_STACK_UNDERFLOW}, {"Tex(0) Quad()", GL_NO_ERROR}, {"Pop()", GL_NO_ERROR}};
+    } cases[] = {{"Push() Pop()", GL_NO_ERROR},
+                 {push, GL_STACK_OVERFLOW},
+                 {"Move(1)", GL_NO_ERROR},
+                 {pop + push, GL_STACK_UNDERFLOW},
+                 {"Tex(0) Quad()", GL_NO_ERROR},
+                 {"Pop()", GL_NO_ERROR},
+                 {"Shad(1) Shad(-1)", GL_INVALID_OPERATION},
+                 {"Shad(0) Shad(-1)", GL_NO_ERROR}};
     for (const auto& c : cases) {
         run(c.code);
         EXPECT_EQ(c.error, glGetError()) << c.code;

@@ -172,6 +172,16 @@ const Life kLives[] = {
     {"error value that is no text, tracebacks taken away", "game.lua", 0, -1,
      R"(function Init() debug = nil end
         function Draw() error({}) end -- expect: Lua Err: (table).)"},
+    {"an object whose __gc raises between two frames", "game.lua", 0, -1, R"(function Init() end
+        function OnError() print("on error") end
+        function Draw() -- expect: Lua Err: (table).
+            collectgarbage() collectgarbage("stop") -- expect: on error
+            getmetatable(newproxy(true)).__gc = function() error({}) end
+            collectgarbage("setpause", 1) collectgarbage("setstepmul", 1e6) collectgarbage("restart")
+        end)"},
+    {"a mesh placed into itself", "game.lua", 0, 0, R"(function Draw() end
+        function Init() AddGeom("geom/cube.obj") for i = 1, 20 do Place(0, 0) end end
+        -- expect: ERR: mesh not placed, 25165824 vertices are too many)"},
     {"globals that raise on unknown and new names", "game.lua", 0, -1,
      R"(function Init() Push() GPush() Pop() end
         debug.traceback = function(m) return m end

@@ -4,9 +4,11 @@
 #include "gl_files.h"
 #include "manager.h"
 
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
+#include <random>
 #include <tuple>
 #include <vector>
 
@@ -34,6 +36,14 @@ int chooseChannel(const std::vector<Channel>& channels, int sound, int last, flo
         best = std::min(best, std::make_tuple(rank, rank == 2 ? (n - up) % n : up, c));
     }
     return std::get<2>(best);
+}
+
+/// All that a channel tells of itself, but for how far it has come.
+auto stateOf(AudioManager& manager, int channel) {
+    const SoundSlot& slot = manager.channels[channel];
+    const auto* sound = static_cast<const SoundBufferItem*>(slot.getBuffer());
+    return std::make_tuple(slot.getStatus(), sound ? sound->itemIndex : -1, slot.getVolume(), slot.getPitch(),
+                           slot.getLoop(), slot.getPosition().x, slot.ownerIndex, slot.endTime, slot.looping);
 }
 
 } // namespace
@@ -95,6 +105,41 @@ TEST_F(ManagerAudioTest, ChoosesChannelsByTheRule) {
     }
     audio.SetMaxChannels(-3);
     audio.Use(0);
+}
+
+TEST_F(ManagerAudioTest, HeldStartsEndAsStartsAtOnce) {
+    AudioManager held;
+    for (AudioManager* manager : {&audio, &held}) {
+        manager->SetMaxChannels(4);
+        for (int i = 0; i < 6; i++) {
+            manager->NewAudio("s", "");
+            manager->SetAudioData(i, silence.data(), 8000, 1, 1600 * (i + 1), 1);
+        }
+    }
+    std::mt19937 random(3);
+    for (int frame = 0; frame < 200; frame++) {
+        std::vector<std::array<unsigned, 2>> calls(random() % 8);
+        for (auto& call : calls)
+            call = {static_cast<unsigned>(random() % 8), static_cast<unsigned>(random())};
+        held.HoldStarts();
+        for (AudioManager* manager : {&audio, &held}) {
+            manager->SetTime(frame * 0.2f, 0);
+            for (const auto& [kind, which] : calls) {
+                const int channel = static_cast<int>(which % 4);
+                if (kind < 5)
+                    manager->Use(static_cast<int>(which % 6));
+                else if (kind == 5)
+                    manager->StopAudio(channel);
+                else if (kind == 6)
+                    manager->SetAudProps(channel, which % 3 * 0.5f, 2, which % 2 != 0, 1, 2, 3);
+                else
+                    manager->SetAudioData(static_cast<int>(which % 6), silence.data(), 8000, 1, 5000, 1);
+            }
+        }
+        held.ReleaseStarts();
+        for (int c = 0; c < 4; c++)
+            ASSERT_EQ(stateOf(audio, c), stateOf(held, c)) << "frame " << frame << " channel " << c;
+    }
 }
 
 TEST_F(ManagerAudioTest, SetsPropertiesThatAreNumbers) {

@@ -194,10 +194,10 @@ TEST_F(MaterialsTest, RefusesImagesThatAnnounceTooMuch) {
     const struct {
         const char* file;
         long long width, height;
-    } images[] = {{"a.png", 5, 3},   {"a.bmp", 5, 3},       {"a.jpg", 5, 3},        {"a.tga", 5, 3},
-                  {"dot.gif", 2, 2}, {"dot.psd", 2, 1},     {"dot.pic", 1, 1},      {"pal.bmp", 2, 2},
-                  {"dot.pgm", 2, 1}, {"dot.ppm", 1, 1},     {"comments.pgm", 2, 1}, {"dot.hdr", 2, 1},
-                  {"empty", 0, 0},   {"wide.png", 70000, 1}};
+    } images[] = {{"a.png", 5, 3},   {"a.bmp", 5, 3},        {"a.jpg", 5, 3},         {"a.tga", 5, 3},
+                  {"dot.gif", 2, 2}, {"dot.psd", 2, 1},      {"dot.pic", 1, 1},       {"pal.bmp", 2, 2},
+                  {"dot.pgm", 2, 1}, {"dot.ppm", 1, 1},      {"comments.pgm", 2, 1},  {"dot.hdr", 2, 1},
+                  {"empty", 0, 0},   {"wide.png", 70000, 1}, {"interlaced.png", 5, 3}};
     for (const auto& image : images) {
         DataBlock file;
         ASSERT_TRUE(file.ReadFile((corpus + image.file).c_str()));
@@ -206,7 +206,7 @@ TEST_F(MaterialsTest, RefusesImagesThatAnnounceTooMuch) {
         EXPECT_EQ(std::make_pair(size.width, size.height), std::make_pair(image.width, image.height))
             << image.file;
     }
-    for (const char* name : {"damaged.png", "cut.png", "bad_tables.jpg"}) {
+    for (const char* name : {"damaged.png", "cut.png", "bomb.png", "endless.png", "bad_tables.jpg"}) {
         DataBlock file;
         ASSERT_TRUE(file.ReadFile((corpus + name).c_str()));
         EXPECT_TRUE(IsDamagedImage(file)) << name;

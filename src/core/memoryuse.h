@@ -1,0 +1,20 @@
+// How much memory the process holds: settings of the C library's heap, and pages that are not needed again.
+// Only the GNU C library and Linux know these; elsewhere the functions do nothing.
+#pragma once
+
+#include <cstddef>
+
+/// For the start of the program, whose peak is the graphics driver building its first programs: freed blocks
+/// from 64 KiB on go back to the system at once, and the heap grows by what is asked for.
+void KeepHeapTight();
+
+/// For the frames: freed blocks stay with the process, so that one that is needed again in each frame (the
+/// copy of a large mesh, say) is not mapped and cleared anew each time.
+void LetHeapGrow();
+
+/// Lets go of the pages of the program's own code: what only its start needs is read from the file no more.
+void DropCodePages();
+
+/// Lets go of the pages that lie within n bytes of the program's constants. They are read from the program's
+/// file again should someone look at them.
+void DropConstantPages(const void* bytes, std::size_t n);
