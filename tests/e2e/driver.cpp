@@ -21,7 +21,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr int kLimitSteps = 1500; // of 20 ms each
+constexpr int kStepsPerSecond = 50; // a step of waiting is 20 ms
+constexpr int kLimitSteps = 30 * kStepsPerSecond;
 
 std::unique_ptr<DisplayServer> display;
 
@@ -98,6 +99,12 @@ std::string Program::Output() const {
     return readText(outputFile);
 }
 
+int Program::LastRate() const {
+    const std::string output = Output();
+    const std::size_t line = output.rfind("FPS: ");
+    return line == std::string::npos ? 0 : atoi(output.c_str() + line + 5);
+}
+
 bool Program::running() {
     if (pid > 0 && waitpid(pid, &status, WNOHANG) == pid)
         pid = 0;
@@ -117,8 +124,8 @@ testing::AssertionResult Program::WaitFor(const std::string& text, int count) {
     return testing::AssertionFailure() << "nothing like it in " << Output();
 }
 
-int Program::WaitForExit() {
-    for (int i = 0; i < kLimitSteps && running(); ++i)
+int Program::WaitForExit(int seconds) {
+    for (int i = -seconds * kStepsPerSecond; i < kLimitSteps && running(); ++i)
         sleepStep();
     return !running() && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }

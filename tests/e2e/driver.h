@@ -33,8 +33,11 @@ public:
     /// Waits until the output holds text (count times); fails, showing the output, when the program ends or
     /// the time limit passes first.
     testing::AssertionResult WaitFor(const std::string& text, int count = 1);
-    /// Waits for the end; returns the exit status, or -1 after the time limit or a signal.
-    int WaitForExit();
+    /// Frames that the last rate line counts, 0 before the first.
+    int LastRate() const;
+    /// Waits for the end; returns the exit status, or -1 after a signal or the time limit, which is for a
+    /// program of so many seconds.
+    int WaitForExit(int seconds = 0);
 
 private:
     bool running();

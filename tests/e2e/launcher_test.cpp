@@ -1,8 +1,6 @@
 // The launcher as a user meets it: keys, pointer, settings file, start-up faults.
 #include "driver.h"
 
-#include <cstdio>
-
 namespace {
 
 const char kHello[] = "function Init() print('hello from '..GetScriptsPath()) end\nfunction Draw() end\n";
@@ -10,8 +8,12 @@ const char kHello[] = "function Init() print('hello from '..GetScriptsPath()) en
 class Launcher : public EndToEnd {
 protected:
     std::string prefs() const { return readText(directory + "/prefs.txt"); }
-    /// The launcher takes the pointer's motion from its fourth frame on; the first rate line comes later.
-    static testing::AssertionResult ready(Program& engine) { return engine.WaitFor("FPS:"); }
+    /// The launcher takes the pointer's motion from its fourth frame on. The first rate line comes later,
+    /// unless the start has taken longer than a second.
+    static testing::AssertionResult ready(Program& engine) {
+        const testing::AssertionResult first = engine.WaitFor("FPS:");
+        return engine.LastRate() < 4 ? engine.WaitFor("FPS:", 2) : first;
+    }
     /// Moves the launcher's cursor by this much of its 2D camera, in steps that stay inside the window.
     void aim(float x, float y) {
         for (int step = 0; step < 4; ++step) {
@@ -99,9 +101,7 @@ TEST_F(Launcher, TenThousandScriptsKeepTheFrameRate) {
         script(std::to_string(i) + ".lua", kHello);
     Program engine("tarnEngine", {}, directory);
     ASSERT_TRUE(engine.WaitFor("FPS:", 3));
-    int rate = 0;
-    sscanf(engine.Output().c_str() + engine.Output().rfind("FPS:"), "FPS: %d", &rate);
-    EXPECT_GE(rate, 20) << "drawing them all takes about a second";
+    EXPECT_GE(engine.LastRate(), 20) << "drawing them all takes about a second";
     key("space");
     EXPECT_TRUE(engine.WaitFor("hello from"));
 }
@@ -133,6 +133,14 @@ INSTANTIATE_TEST_SUITE_P(
         Fault{"NoScripts", "a.lua", "", "rm -r scripts media", "No such file or directory\n", false},
         Fault{"NoDirectory", "a.lua", "", "rm -r scripts; touch scripts", "Not a directory\n", false},
         Fault{"NoMedia", "a.lua", "", "rm media", "Failed to load image \"media/textures/font.png\""},
+        Fault{
+            "PipesAsMedia", "a.lua", "",
+            "rm media && mkdir -p media/textures media/geom media/shaders media/sounds media/music && mkfifo "
+            "prefs.txt soak.save media/textures/font.png media/textures/stone.png media/geom/cube.obj "
+            "media/shaders/toon.shad media/sounds/blip.wav media/music/drift.ogg",
+            "Failed to load image \"media/textures/font.png\""},
+        Fault{"PipeAsScript", "a.lua", "", "rm scripts/a.lua && mkfifo scripts/a.lua",
+              "Lua Err INIT: cannot read scripts/a.lua: it is no file.\n", false},
         Fault{"NoExtensions", "a.lua", "MESA_EXTENSION_OVERRIDE=-GL_ARB_vertex_shader", ":",
               "ERRRRRURScripttype: Lua\n"},
         Fault{"NoSoundDevice", "a.lua", "ALSOFT_DRIVERS=none", ":", "Failed to open the audio device\n"},
@@ -141,12 +149,22 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(Launcher, NeedsADisplayWithOpenGL) {
     const DisplayServer plain({"-extension", "GLX"});
-    const std::string messages[][2] = {
-        {":9999", "ERR: no display to open a window on; start a desktop session or set DISPLAY.\n"},
-        {plain.name, "ERR: the display offers no OpenGL (its GLX extension is missing or switched off).\n"}};
-    for (const auto& [display, message] : messages) {
-        Program engine("tarnEngine", {}, directory, {"DISPLAY=" + display});
-        EXPECT_EQ(1, engine.WaitForExit());
-        EXPECT_EQ(message, engine.Output());
+    for (const char* library : {"/libGLX_mesa.so.0", "/libGLX_indirect.so.0"})
+        writeText(directory + library, "no library");
+    const std::string noDriver =
+        "ERR: OpenGL does not start on this display; its driver is missing or broken.\n";
+    const std::string faults[][2] = {
+        {"DISPLAY=:9999", "ERR: no display to open a window on; start a desktop session or set DISPLAY.\n"},
+        {"DISPLAY=" + plain.name,
+         "ERR: the display offers no OpenGL (its GLX extension is missing or switched off).\n"},
+        {"LIBGL_DRIVERS_PATH=/none", noDriver},
+        {"LIBGL_ALWAYS_INDIRECT=1", noDriver},
+        {"LD_LIBRARY_PATH=" + directory, noDriver}};
+    for (const auto& [setting, message] : faults) {
+        Program engine("tarnEngine", {}, directory, {setting});
+        EXPECT_EQ(1, engine.WaitForExit()) << setting;
+        const std::string output =
+            engine.Output(); // the driver and the windowing library have their say first
+        EXPECT_EQ(message, output.substr(output.find("ERR: "))) << setting;
     }
 }

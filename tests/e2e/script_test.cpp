@@ -2,6 +2,8 @@
 #include "driver.h"
 
 #include <SFML/Graphics/Image.hpp>
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -20,7 +22,7 @@ protected:
     /// Runs a script without the launcher for some frames and returns the exit status.
     int play(const std::string& name, int frames) {
         Program player("tarnplay", {"-r", "200", "150", "--frames", std::to_string(frames), name}, directory);
-        const int status = player.WaitForExit();
+        const int status = player.WaitForExit(frames / 60);
         output = player.Output();
         return status;
     }
@@ -104,28 +106,16 @@ end)");
 
 TEST_F(Script, FramesAreHeldToSixtyASecondAndPlayerSavesTheLast) {
     script("count.lua", "function Init() BackColor(0, 1, 0, 1) end function Draw() end");
+    const auto start = std::chrono::steady_clock::now();
     Program player("tarnplay", {"--frames", "130", "--capture", "last.png", "count.lua"}, directory);
     ASSERT_EQ(0, player.WaitForExit()) << player.Output();
-    // A busy machine may be slower, none may be faster; the first second also holds the start.
-    int lastRate = 0;
-    const std::size_t line = player.Output().rfind("FPS: ");
-    ASSERT_NE(std::string::npos, line) << player.Output();
-    ASSERT_EQ(1, sscanf(player.Output().c_str() + line, "FPS: %d\t Load: ", &lastRate));
-    EXPECT_LE(lastRate, 61);
+    // A busy machine may be slower, none may be faster.
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(130 * 1000 / 60));
+    EXPECT_GT(player.LastRate(), 0) << player.Output();
     sf::Image image;
     ASSERT_TRUE(image.loadFromFile(directory + "/last.png"));
     EXPECT_EQ(sf::Vector2u(1024, 768), image.getSize());
     EXPECT_EQ(sf::Color::Green, image.getPixel(512, 384));
-}
-
-TEST_F(Script, WatchingStartsAChangedScriptAfresh) {
-    script("live.lua", "function Init() print('first') end function Draw() end");
-    Program player("tarnplay", {"--watch", "live.lua"}, directory);
-    ASSERT_TRUE(player.WaitFor("FPS:"));
-    script("live.lua", "function Init() error('broken') end function Draw() end");
-    ASSERT_TRUE(player.WaitFor("Waiting for a change"));
-    script("live.lua", "function Init() print('mended') end function Draw() end");
-    EXPECT_TRUE(player.WaitFor("mended\n"));
 }
 
 TEST_F(Script, PlayerExplainsItsArguments) {
@@ -135,7 +125,7 @@ TEST_F(Script, PlayerExplainsItsArguments) {
                                                   {"--bogus", "a.lua"},
                                                   {"-r", "64", "a.lua"}}) {
         Program player("tarnplay", wrong, directory);
-        EXPECT_EQ(2, player.WaitForExit());
+        EXPECT_EQ(64, player.WaitForExit());
         EXPECT_NE(std::string::npos, player.Output().find("usage: tarnplay")) << player.Output();
     }
 }
@@ -187,6 +177,7 @@ TEST_F(Script, AFailingKeyHappenIsReportedAndTheFrameGoesOn) {
     EXPECT_TRUE(player.WaitFor("FPS:", 2));
 }
 
+// What it tells about its frames is printed, here and by ./test: a busy machine makes them late.
 TEST_F(Script, EveryFunctionEveryFrameDoesNotGrowInMemory) {
     script("soak.lua", readText(TARN_SOURCE_DIR "/tests/e2e/soak.lua"));
     const char* seconds = std::getenv("TARN_SOAK_SECONDS");
@@ -196,9 +187,13 @@ TEST_F(Script, EveryFunctionEveryFrameDoesNotGrowInMemory) {
     for (std::size_t at = 0; (at = output.find("resident ", at)) != std::string::npos; ++at)
         kilobytes.push_back(atoi(output.c_str() + at + 9));
     ASSERT_GT(kilobytes.size(), 5u) << output;
-    // Caches fill in the first seconds: texts live for five.
-    EXPECT_LT(kilobytes.back(), kilobytes[kilobytes.size() / 2] + kGrowthAllowed) << output;
+    // Caches fill in the first seconds, texts live for five; in a long run the first minute is for that.
+    const int settled = kilobytes[std::min<std::size_t>(kilobytes.size() / 2, 60)];
+    EXPECT_LT(kilobytes.back(), settled + kGrowthAllowed) << output;
     EXPECT_EQ(std::string::npos, output.find("OpenGL Error")) << output;
+    const std::size_t last = output.rfind("resident ");
+    printf("Soak: %i KB after the start, %s\n", settled,
+           output.substr(last, output.find('\n', last) - last).c_str());
 }
 
 TEST_F(Script, ASaveSurvivesAKillAtAnyMoment) {

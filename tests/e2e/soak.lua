@@ -1,4 +1,5 @@
--- Calls every engine function every frame and tells once a second how much memory the process holds.
+-- Calls every engine function every frame and tells once a second how much memory the process holds, and how many
+-- frames began late: more than 1 ms after the 1/60 s that the one before them has.
 -- The test that runs it gives it a script directory of its own.
 local functions, called = {}, {}
 
@@ -73,14 +74,21 @@ local function askAndSave()
   WriteSaveString("soak", "soak.save", tostring(saved + 1))
 end
 
-local second = 0
+local second, frames, late, worst, last = 0, 0, 0, 0
+
+local function timeFrame(time)
+  local took = last and time - last or 0
+  frames, last, worst = frames + 1, time, math.max(worst, took)
+  if took > 1 / 60 + 0.001 then late = late + 1 end
+end
 
 function Draw(time)
+  timeFrame(time)
   drawWorld(time) drawOverlay(time) playAndMap(time) askAndSave()
   if math.floor(time) > second then
     second = math.floor(time)
     collectgarbage()
-    print("resident " .. residentKilobytes())
+    print(("resident %d KB, late %d of %d frames, longest %.1f ms"):format(residentKilobytes(), late, frames, worst * 1000))
     for name in pairs(functions) do assert(called[name], name .. " is not called") end
   end
 end

@@ -1,0 +1,239 @@
+// What happens when files are saved, and when the script fails meanwhile.
+#include "live.h"
+
+#include "drawjoin.h"
+#include "embedded.h"
+#include "erroroverlay.h"
+#include "errorreport.h"
+#include "livecontent.h"
+#include "lua_api.h"
+#include "player.h"
+#include "restart.h"
+#include "stuckscript.h"
+#include "watch.h"
+
+#include <cstdio>
+#include <map>
+#include <sstream>
+
+namespace {
+
+constexpr int kMostLines = 6; // of one message: the script's text is to be seen as well
+const char kLiveKey = 0;      // its address is the registry key of what live.lua returns
+
+bool isBelow(const std::string& path, const std::string& directory) {
+    return path.compare(0, directory.size(), directory) == 0;
+}
+
+// Editors keep files of their own beside the one that is edited.
+bool isScript(const std::string& path) {
+    const std::filesystem::path file(path);
+    const std::string name = file.filename().string();
+    return isBelow(path, "scripts/") && (file.extension() == ".lua" || file.extension() == ".moon") &&
+           name[0] != '.' && name[0] != '#';
+}
+
+// ---- live.lua ----
+
+// Called with an error's value where it was raised.
+int tellError(lua_State* L) {
+    lua_settop(L, 1);
+    static_cast<ErrorSink*>(lua_touserdata(L, lua_upvalueindex(1)))->ScriptError(L, ScriptStage::Load);
+    return 1;
+}
+
+bool reportFailure(lua_State* L, int result) {
+    if (result == 0)
+        return true;
+    const char* text = lua_tostring(L, -1);
+    fprintf(stderr, "ERR: live editing: %s.\n", text ? text : "unknown error");
+    return false;
+}
+
+// Leaves the stack as it was. Without it a save starts the game anew.
+void openLive(lua_State* L, ErrorSink* errors, unsigned seed) {
+    const int top = lua_gettop(L);
+    const char* text = reinterpret_cast<const char*>(live_lua);
+    lua_pushlightuserdata(L, const_cast<char*>(&kLiveKey));
+    int result = luaL_loadbuffer(L, text, live_lua_size, "=[tarnplay]");
+    if (result == 0) {
+        lua_pushlightuserdata(L, errors);
+        lua_pushcclosure(L, tellError, 1);
+        lua_pushnumber(L, seed);
+        result = lua_pcall(L, 2, 1, 0);
+    }
+    if (reportFailure(L, result))
+        lua_rawset(L, LUA_REGISTRYINDEX);
+    lua_settop(L, top);
+}
+
+// Calls one of live.lua's functions and leaves the stack as it was.
+// @return its text; "" for none
+std::string callLive(lua_State* L, const char* name, const std::string& argument) {
+    const int top = lua_gettop(L);
+    std::string text;
+    lua_pushlightuserdata(L, const_cast<char*>(&kLiveKey));
+    lua_rawget(L, LUA_REGISTRYINDEX);
+    if (lua_istable(L, -1)) {
+        lua_getfield(L, -1, name);
+        lua_pushstring(L, argument.c_str());
+        const bool called = reportFailure(L, lua_pcall(L, 1, 1, 0));
+        if (called && lua_isstring(L, -1))
+            text = lua_tostring(L, -1);
+    }
+    lua_settop(L, top);
+    return text;
+}
+
+// ---- What the window shows ----
+
+void addLines(std::vector<OverlayLine>& lines, OverlayLine::Kind kind, const std::string& text) {
+    std::istringstream stream(text);
+    std::string line;
+    for (int i = 0; i < kMostLines && std::getline(stream, line); ++i)
+        lines.push_back({kind, line});
+}
+
+std::vector<OverlayLine> linesOf(const ErrorReport& report) {
+    std::vector<OverlayLine> lines;
+    addLines(lines, OverlayLine::Plain, report.file + ":" + std::to_string(report.line));
+    addLines(lines, OverlayLine::Title, report.message);
+    lines.push_back({OverlayLine::Faint, ""});
+    for (const ExcerptLine& line : report.excerpt) {
+        const bool failing = line.number == report.line;
+        lines.push_back({failing ? OverlayLine::Failing : OverlayLine::Faint,
+                         (failing ? "> " : "  ") + std::to_string(line.number) + "  " + line.text});
+    }
+    lines.push_back({OverlayLine::Faint, ""});
+    for (const CallSite& site : report.callSites)
+        lines.push_back(
+            {OverlayLine::Faint, site.file + ":" + std::to_string(site.line) + ": in " + site.function});
+    return lines;
+}
+
+// ---- The feature ----
+
+class Live : public Feature {
+public:
+    explicit Live(const ProgramStart& start) : watch({"scripts", "media"}), stuck(start, {"scripts"}) {}
+
+    void StateReady(Player& player) override {
+        player.survives = true;
+        if (!started)
+            KeepFirstState();
+        started = true;
+        stuck.Loading();
+        openLive(player.luaState, player.seams.errors, player.options.seed.value_or(1));
+        callLive(player.luaState, "start", std::string("scripts/") + player.scriptName.CStr());
+    }
+
+    void ScriptRan(Player& player) override { callLive(player.luaState, "started", ""); }
+
+    void FrameBegins(Player& player) override {
+        stuck.Alive();
+        if (player.drawnFrames == 0 && player.broken)
+            startFailed = true;
+        std::vector<std::string> scripts;
+        for (const std::string& path : watch.Changes()) {
+            if (isScript(path))
+                scripts.push_back(path);
+            else if (isBelow(path, "media/"))
+                updateContent(player, path);
+        }
+        if (!scripts.empty())
+            applyScripts(player, scripts);
+        player.timeScale = player.broken ? 0.0f : 1.0f;
+    }
+
+    // The last Draw before the stop gives the picture below the message.
+    void DrawEnded(Player& player) override {
+        player.broken = player.broken || stopping;
+        stopping = false;
+        if (player.broken && !error.IsShown())
+            error.Show({{OverlayLine::Title, "The script has failed."}});
+        if (player.broken)
+            error.Draw(player, true);
+        else if (notice.IsShown())
+            notice.Draw(player, false);
+    }
+
+    void ScriptError(Player&, lua_State*, ScriptStage) override {
+        stopping = true;
+        if (const ErrorReport* report = LastErrorReport())
+            error.Show(linesOf(*report));
+    }
+
+    void Ended(Player& player) override {
+        if (player.broken)
+            player.Report(STATUS_SCRIPT_ERROR, "the script was broken when it ended");
+    }
+
+private:
+    void applyScripts(Player& player, const std::vector<std::string>& paths) {
+        ForgetErrorReports();
+        stuck.Loading();
+        for (const std::string& path : paths) {
+            fprintf(stderr, "Saved: %s\n", path.c_str());
+            callLive(player.luaState, "edited", path);
+        }
+        const std::string result = startFailed ? "restart" : callLive(player.luaState, "apply", "");
+        if (result == "done")
+            goOn(player);
+        else if (result != "failed")
+            restart(player);
+    }
+
+    void goOn(Player& player) {
+        if (player.broken)
+            drawJoin.Unwind(); // a Draw that failed has left its matrices pushed
+        player.broken = stopping = false;
+        error.Show({});
+    }
+
+    void restart(Player& player) {
+        fprintf(stderr, "Starting the game anew.\n");
+        stopping = player.broken = false;
+        error.Show({});
+        notices.clear();
+        showNotices();
+        player.Restart();
+        startFailed = player.broken;
+    }
+
+    void updateContent(Player& player, const std::string& path) {
+        std::string problem;
+        const ContentUpdate result = UpdateContent(player, path, problem);
+        notices.erase(path);
+        if (result == ContentUpdate::Failed) {
+            fprintf(stderr, "ERR: %s: %s\n", path.c_str(), problem.c_str());
+            notices[path] = problem;
+        }
+        showNotices();
+        if (result == ContentUpdate::Restart)
+            restart(player);
+    }
+
+    void showNotices() {
+        std::vector<OverlayLine> lines;
+        for (const auto& entry : notices) {
+            addLines(lines, OverlayLine::Title, entry.first);
+            addLines(lines, OverlayLine::Plain, entry.second);
+        }
+        notice.Show(lines);
+    }
+
+    FileWatch watch;
+    StuckScript stuck;
+    ErrorOverlay error;                         // of the script
+    ErrorOverlay notice;                        // of content, over the game that goes on
+    std::map<std::string, std::string> notices; // problems by path
+    bool started = false;
+    bool startFailed = false; // the script's file or its Init has failed: nothing can be merged
+    bool stopping = false;    // an error was told; the script is broken after this frame
+};
+
+} // namespace
+
+std::unique_ptr<Feature> MakeLive(const ProgramStart& start) {
+    return std::make_unique<Live>(start);
+}

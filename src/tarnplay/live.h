@@ -1,0 +1,16 @@
+// Live editing: saved scripts and content are taken into the running game.
+#pragma once
+
+#include <memory>
+
+class Feature;
+class ProgramStart;
+
+// A saved script is merged into the game by live.lua, which tells the rules. Where that cannot be sound the
+// game begins anew in its window: after an edit of Init, after a start that failed, and for some content (see
+// livecontent.h). A script that fails stands still, with the error over its last picture, until the next
+// save.
+
+/// @param start of this process, for a script that does not return
+/// @return the feature that applies what is saved below scripts/ and media/ of the working directory
+std::unique_ptr<Feature> MakeLive(const ProgramStart& start);

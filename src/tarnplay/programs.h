@@ -1,0 +1,20 @@
+// Shader programs that take the place of others while the game goes on.
+#pragma once
+
+#include <string>
+
+class Shader;
+
+/// @return OpenGL's current program; 0 for none
+unsigned CurrentProgram();
+
+/// @return what the compiler and the linker say against the shader's program
+std::string ProgramLog(const Shader& shader);
+
+/// Deletes the program and its two shaders; any may be 0.
+void DeleteProgram(const Shader& shader);
+
+/// Gives fresh's program to shader, and to it the values of the uniforms that the script has declared and
+/// set. Both must be linked. The old program is deleted. The current program stays so; in place of the old
+/// one it is none.
+void ReplaceProgram(Shader& shader, const Shader& fresh);

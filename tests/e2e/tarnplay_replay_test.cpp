@@ -1,0 +1,81 @@
+// tarnplay's --input, --record, --replay and --film.
+#include "driver.h"
+
+#include <SFML/Graphics/Image.hpp>
+#include <filesystem>
+#include <gtest/gtest.h>
+
+namespace {
+
+const char* const kScript = R"(
+function Init() BindKey(1, 57) BindKey(2, 101) BindKey(3, 106) end
+function KeyHappen(key, state) if state ~= 2 then print("key " .. key .. " " .. state .. " " .. frame) end end
+frame = 1
+function Draw(time)
+  local dx = GetMouseRelative()
+  if dx ~= 0 then print(("moved %.0f %d"):format(dx * 1024, frame)) end
+  frame = frame + 1
+  BackColor(math.random(), (frame % 7) / 7, CHANGED and frame >= CHANGED and 1 or 0, 1)
+end)";
+
+class Replay : public EndToEnd {
+protected:
+    std::string run(const std::vector<std::string>& arguments, int status,
+                    const std::vector<std::string>& environment = {}) {
+        std::vector<std::string> words{"-r", "64", "48"};
+        words.insert(words.end(), arguments.begin(), arguments.end());
+        words.push_back("play.lua");
+        Program program("tarnplay", words, directory, environment);
+        EXPECT_EQ(status, program.WaitForExit()) << program.Output();
+        return program.Output();
+    }
+    void SetUp() override {
+        EndToEnd::SetUp();
+        script("play.lua", kScript);
+        writeText(directory + "/in", "4 key Space down\n6 key 57 up\n8 button left down # the first\n"
+                                     "9 wheel up\n11 pointer 42 24\n20 key Escape down\n");
+    }
+};
+
+TEST_F(Replay, EventsComeInTheirFramesAndARecordingPlaysThem) {
+    const std::string events = "key 1 1 4\nkey 1 0 6\nkey 2 1 8\nkey 3 1 9\nmoved 10 11\n";
+    EXPECT_NE(std::string::npos, run({"--input", "in", "--record", "rec"}, 0).find(events));
+    const std::string played = run({"--replay", "rec", "--check"}, 0);
+    EXPECT_NE(std::string::npos, played.find(events));
+    EXPECT_NE(std::string::npos, played.find("/rec: all 20 pictures are the recorded ones.\n"));
+}
+
+TEST_F(Replay, StopsAtTheFirstOtherPictureAndKeepsBoth) {
+    run({"--input", "in", "--record", "rec"}, 0);
+    script("play.lua", std::string("CHANGED = 14") + kScript);
+    EXPECT_NE(std::string::npos,
+              run({"--replay", "rec", "--check"}, 4).find("the picture of frame 14 is not"));
+    sf::Image now, recorded;
+    ASSERT_TRUE(now.loadFromFile(directory + "/rec-14-actual.png"));
+    ASSERT_TRUE(recorded.loadFromFile(directory + "/rec-14-recorded.png"));
+    EXPECT_EQ(255, now.getPixel(5, 5).b);
+    EXPECT_EQ(0, recorded.getPixel(5, 5).b);
+    EXPECT_EQ(now.getPixel(5, 5).r, recorded.getPixel(5, 5).r);
+}
+
+TEST_F(Replay, AWrongLineIsToldWithItsPlace) {
+    writeText(directory + "/in", "# keys\n3 key Spacebar down\n");
+    EXPECT_NE(std::string::npos, run({"--input", "in"}, 64).find("/in:2: there is no key \"Spacebar\"\n"));
+}
+
+TEST_F(Replay, FilmsEveryFrameOrSaysWhatIsMissing) {
+    EXPECT_NE(std::string::npos,
+              run({"--film", "a.mp4"}, 1, {"PATH=/nowhere"}).find("ERR: --film needs ffmpeg"));
+    if (runCommand({"sh", "-c", "command -v ffmpeg ffprobe >/dev/null"}) != 0)
+        GTEST_SKIP() << "ffmpeg is not installed";
+    run({"--film", "a.mp4", "--input", "in"}, 0);
+    const std::string look =
+        "ffprobe -v error -count_frames -show_entries stream=r_frame_rate,nb_read_frames "
+        "-of csv=p=0 '" +
+        directory + "/a.mp4' > '" + directory + "/looked'";
+    ASSERT_EQ(0, runCommand({"sh", "-c", look}));
+    EXPECT_EQ("60/1,20\n", readText(directory + "/looked"));
+    run({"--film", "none/a.gif", "--frames", "300"}, 1);
+}
+
+} // namespace
