@@ -119,7 +119,8 @@ public:
     void Set2DCamScale(float scale);
     /// The state from which every drawn frame starts: perspective camera, texturing, depth test and depth
     /// writes on, blending off, buffers cleared, model-view matrix current.
-    void SetupFrame();
+    /// @param clearDepth false when the caller clears the depth buffer before anything can see it
+    void SetupFrame(bool clearDepth = true);
     /// Draws the quad mesh with the current state.
     void DrawQuad();
     void SetLighting(bool on);

@@ -40,13 +40,13 @@ void CoreThingy::Set2DCamScale(float scale) {
     cam2DScale = scale;
 }
 
-void CoreThingy::SetupFrame() {
+void CoreThingy::SetupFrame(bool clearDepth) {
     InitCamera(0, 0);
     glEnable(GL_TEXTURE_2D);
     glDisable(GL_BLEND);
     glDepthMask(GL_TRUE);
     glEnable(GL_DEPTH_TEST);
-    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    glClear(clearDepth ? GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT : GL_COLOR_BUFFER_BIT);
     glMatrixMode(GL_MODELVIEW);
 }
 

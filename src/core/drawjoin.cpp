@@ -159,7 +159,7 @@ DrawJoin::DrawJoin()
       modelViewHeld(false), projectionHeld(false), joinedHeld(false),
       perspective(false), colourHeld{1, 1, 1, 1}, colourKnown(false), lighting(false), program(0),
       programHeld(0), textureHeld(kUnknownTexture), stackError(0), pendingCount(0), pendingPrimitive(0),
-      pendingTexture(0), pendingColours(false), viewport{} {
+      pendingTexture(0), depthClearOwed(false), pendingColours(false), viewport{} {
     const unsigned short order[6] = {0, 1, 2, 0, 2, 3}; // as Mesa divides a quad
     for (int i = 0; i < kMostPending / 4 * 6; ++i)
         corners[i] = static_cast<unsigned short>(i / 6 * 4 + order[i % 6]);
@@ -175,6 +175,7 @@ void DrawJoin::Reset(bool withPrograms) {
     last = stack + std::clamp(deepest, 1, kMostMatrices) - 1;
     pendingCount = 0;
     stackError = 0;
+    depthClearOwed = false;
     program = programHeld = 0;
     programs.Reset(withPrograms);
     clearTexels.Reset();
@@ -199,6 +200,30 @@ void DrawJoin::Adopt() {
 }
 
 void DrawJoin::Sync() {
+    SyncState();
+    privClearDepth();
+}
+
+// OpenGL clears only what may be written.
+void DrawJoin::privClearDepth() {
+    if (!depthClearOwed)
+        return;
+    depthClearOwed = false;
+    const bool writes = privState(RENDER_DEPTH_WRITE) != 0;
+    if (!writes)
+        glDepthMask(GL_TRUE);
+    glClear(GL_DEPTH_BUFFER_BIT);
+    if (!writes)
+        glDepthMask(GL_FALSE);
+}
+
+// Before a draw: without depth test the buffer is neither read nor written.
+void DrawJoin::privTouchDepth() {
+    if (depthClearOwed && privState(RENDER_DEPTH_TEST) != 0)
+        privClearDepth();
+}
+
+void DrawJoin::SyncState() {
     privPrepare();
     privUseProgram(program);
     viewport[0] = viewport[1] = 0; // whoever needs OpenGL may change it
@@ -349,6 +374,7 @@ void DrawJoin::Draw(Geometry& mesh) {
 
 void DrawJoin::privDrawAlone(Geometry& mesh) {
     privPrepare();
+    privTouchDepth();
     const bool plain = lighting || program != 0 || mesh.quadCount > 0;
     const DrawKind kind = {texture != 0, isWhite(colour), perspective};
     privUseProgram(plain ? program : programs.For(kind, 3 * mesh.triCount));
@@ -433,6 +459,7 @@ int DrawJoin::privDropInvisible(JoinVertex* vertices, int count) {
 void DrawJoin::privFlush() {
     if (pendingCount == 0)
         return;
+    privTouchDepth();
     privPrepareJoined();
     privBind(pendingTexture);
     const bool white = !pendingColours && isWhite(pending->colour);

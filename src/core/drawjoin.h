@@ -31,9 +31,10 @@ class Geometry;
 // blending and depth would let no pixel change.
 //
 // Rules for the engine's code:
-//   - Code that draws or changes what drawing depends on calls Sync first. From there on OpenGL is as the
-//     script sees it. Code that changes a matrix, the colour, the texture, lighting, blending, depth, culling
-//     or the logical operation by itself calls Adopt afterwards.
+//   - Code that draws calls Sync first, code that only changes what drawing depends on may call SyncState.
+//   From
+//     there on OpenGL is as the script sees it. Code that changes a matrix, the colour, the texture,
+//     lighting, blending, depth, culling or the logical operation by itself calls Adopt afterwards.
 //   - Code that runs between the script's callbacks needs neither, since the host calls Sync after each. Only
 //     the start of a frame, which resets matrices and render state, is followed by Adopt.
 //   - Only the engine functions of scripts draw through here. The launcher uses OpenGL directly.
@@ -85,6 +86,11 @@ public:
     void Adopt();
     /// Draws what is pending and brings OpenGL to the state that the script has set.
     void Sync();
+    /// Sync for code that neither draws nor looks at the depth buffer, which may still have to be cleared.
+    void SyncState();
+    /// The depth buffer has to be cleared before anything can see it. Clearing it costs a fifth of a small
+    /// frame, which a script without depth test saves: the next frame clears it again.
+    void OweDepthClear() { depthClearOwed = true; }
     /// Whether render state has to be set: true unless it is known to have that value already. What is
     /// pending has been drawn then, and the caller sets the value.
     bool Changes(RenderState state, int value);
@@ -163,6 +169,8 @@ private:
     void privRaiseStackError();
     void privFlush();
     void privPrepare();
+    void privClearDepth();
+    void privTouchDepth();
     void privPrepareJoined();
     void privLoadMatrices();
     void privBind(unsigned name);
@@ -201,6 +209,7 @@ private:
     int pendingCount;
     unsigned pendingPrimitive; // of the pending vertices, like pendingTexture
     unsigned pendingTexture;
+    bool depthClearOwed; // see OweDepthClear
     bool pendingColours; // the pending vertices differ in colour
     float viewport[2];   // width and height in pixels; 0 when not known
     DrawPrograms programs;

@@ -212,7 +212,7 @@ lua_State* LuaThingy::NewState() {
 }
 
 int LuaThingy::Init() {
-    drawJoin.Reset();
+    drawJoin.Reset(shaderManager.GetShadersEnabled());
     input.keys.SetDefaults();
     luaState = NewState();
     if (!luaState) {
@@ -307,12 +307,13 @@ int LuaThingy::TimeStep() {
     const int result = CoreThingy::TimeStep();
     if (frameCount < kFirstDrawnFrame || !luaState)
         return 0;
-    SetupFrame();
+    SetupFrame(false);
     drawJoin.Adopt();
+    drawJoin.OweDepthClear();
     audioManager.HoldStarts();
     const bool drawn = DrawFrame();
     audioManager.ReleaseStarts();
-    drawJoin.Sync();
+    drawJoin.SyncState();
     lua_settop(luaState, 0);
     Present();
     if (frameCount == kFirstDrawnFrame)

@@ -72,7 +72,7 @@ void placeFromGroup(lua_State* L, GeometryManager& meshes) {
 void bindShader(ShaderManager& shaders, int* item) {
     auto* shader = reinterpret_cast<Shader*>(item);
     if (shader && !shader->linked) {
-        drawJoin.Sync();
+        drawJoin.SyncState();
         shaders.priv_Use(item);
         return;
     }
@@ -169,7 +169,7 @@ int pubLUpdateUniform(lua_State* L) {
     const int index = ArgInt(L, 1);
     float value = ArgFloat(L, 2);
     if (Shader* shader = boundShaderOf(L)) {
-        drawJoin.Sync(); // OpenGL sets uniforms of its current program
+        drawJoin.SyncState(); // OpenGL sets uniforms of its current program
         shader->UpdateUniform(index, &value);
     }
     return 0;

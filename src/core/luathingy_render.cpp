@@ -82,7 +82,7 @@ void setBlendFactors(int source, int destination) {
 
 // Initialises a camera, which resets the model-view matrix as well.
 void setCamera(LuaThingy& host, int mode, int fit) {
-    drawJoin.Sync();
+    drawJoin.SyncState();
     host.InitCamera(mode, fit);
     drawJoin.Adopt();
 }
@@ -91,7 +91,7 @@ void setCamera(LuaThingy& host, int mode, int fit) {
 LuaThingy* hostForLights(lua_State* L) {
     LuaThingy* host = HostOf(L);
     if (host)
-        drawJoin.Sync();
+        drawJoin.SyncState();
     return host;
 }
 
@@ -139,7 +139,7 @@ int pubLLookAt(lua_State* L) {
     NeedArgs(L, 6, "LookAt");
     const V3 eye = ReadV3(L, 1);
     const V3 target = ReadV3(L, 4);
-    drawJoin.Sync();
+    drawJoin.SyncState();
     LookAtV3(target, eye);
     drawJoin.Adopt();
     return 0;

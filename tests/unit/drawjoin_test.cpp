@@ -131,13 +131,16 @@ protected:
         lua_settop(game->luaState, 0);
         drawJoin.Sync();
     }
-    /// Colour and depth of a frame that the code has drawn.
+    /// Colour and depth of a frame that the code has drawn, joined where it uses _G.
     std::vector<unsigned> frame(const std::string& code) {
         glColor4f(1, 1, 1, 1);
         glBindTexture(GL_TEXTURE_2D, 0);
-        game->SetupFrame();
+        const bool joined = code.find("_G") != std::string::npos;
+        game->SetupFrame(!joined);
         game->SetLight(0, 1, 1, 1);
         drawJoin.Adopt();
+        if (joined)
+            drawJoin.OweDepthClear();
         run(code);
         std::vector<unsigned> pixels(2 * kSide * kSide);
         glReadPixels(0, 0, kSide, kSide, GL_RGBA, GL_UNSIGNED_BYTE, pixels.data());
