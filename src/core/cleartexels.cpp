@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <vector>
 
 namespace {
 
@@ -80,14 +81,12 @@ void ClearTexels::Reset() {
 }
 
 const ClearCells& ClearTexels::Of(unsigned texture) {
-    for (const ClearCells& cells : known)
-        if (cells.texture == texture)
-            return cells;
-    ClearCells cells{};
-    cells.texture = texture;
+    const auto [entry, isNew] = known.try_emplace(texture);
+    ClearCells& cells = entry->second;
+    if (!isNew)
+        return cells;
     for (int level = 0; level < kMostLevels && addLevel(cells, level) > 0; ++level)
         ;
     cells.any = std::any_of(std::begin(cells.levels), std::end(cells.levels), [](int n) { return n > 0; });
-    known.push_back(cells);
-    return known.back();
+    return cells;
 }

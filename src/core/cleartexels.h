@@ -2,13 +2,12 @@
 // was asked about and owns nothing in OpenGL.
 #pragma once
 
-#include <vector>
+#include <unordered_map>
 
 /// One texture in 16 x 16 equal cells, the first at texture coordinate 0, 0.
 struct ClearCells {
     static constexpr int kSide = 16;
 
-    unsigned texture;
     int width, height;                   ///< of mip level 0, in texels
     bool any;                            ///< whether any cell has a level
     unsigned char levels[kSide * kSide]; ///< leading mip levels at which no alpha but 0 is read in the cell
@@ -23,5 +22,5 @@ public:
     const ClearCells& Of(unsigned texture);
 
 private:
-    std::vector<ClearCells> known;
+    std::unordered_map<unsigned, ClearCells> known; // by texture
 };

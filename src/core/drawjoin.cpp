@@ -412,8 +412,8 @@ bool DrawJoin::privJoin(unsigned primitive, const float* vertices, int count) {
 int DrawJoin::privState(RenderState state) {
     if (renderStates[state] != kUnknownState)
         return renderStates[state];
-    const unsigned names[RENDER_STATE_COUNT] = {GL_BLEND,          0, GL_DEPTH_TEST, GL_DEPTH_WRITEMASK,
-                                                GL_COLOR_LOGIC_OP, 0, GL_CULL_FACE};
+    const unsigned names[RENDER_STATE_COUNT] = {
+        GL_BLEND, 0, GL_DEPTH_TEST, GL_DEPTH_WRITEMASK, GL_DEPTH_FUNC, GL_COLOR_LOGIC_OP, 0, GL_CULL_FACE};
     GLint value = kUnknownState;
     if (names[state] != 0)
         glGetIntegerv(names[state], &value);

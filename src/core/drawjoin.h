@@ -32,8 +32,7 @@ class Geometry;
 //
 // Rules for the engine's code:
 //   - Code that draws calls Sync first, code that only changes what drawing depends on may call SyncState.
-//   From
-//     there on OpenGL is as the script sees it. Code that changes a matrix, the colour, the texture,
+//     From there on OpenGL is as the script sees it. Code that changes a matrix, the colour, the texture,
 //     lighting, blending, depth, culling or the logical operation by itself calls Adopt afterwards.
 //   - Code that runs between the script's callbacks needs neither, since the host calls Sync after each. Only
 //     the start of a frame, which resets matrices and render state, is followed by Adopt.
@@ -45,6 +44,7 @@ enum RenderState {
     RENDER_BLEND_FACTORS, ///< source << 16 | destination
     RENDER_DEPTH_TEST,
     RENDER_DEPTH_WRITE,
+    RENDER_DEPTH_FUNCTION,
     RENDER_LOGIC,
     RENDER_LOGIC_OP,
     RENDER_CULLING,

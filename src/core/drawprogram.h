@@ -25,8 +25,7 @@ public:
     /// @param wanted false when no program shall be used
     void Reset(bool wanted);
     /// @return the program for a draw, or 0, the fixed-function pipeline, where there is none: for small
-    /// draws,
-    ///         and where programs cannot be built. Quads must not be drawn through a program but as
+    ///         draws, and where programs cannot be built. Quads must not be drawn through a program but as
     ///         triangles: flat colours make drivers divide them in another way.
     unsigned For(const DrawKind& kind, int vertices);
 

@@ -58,18 +58,24 @@ int callScript(const Seams& seams, ScriptStage stage, const char* name, lua_Stat
     return result;
 }
 
-// The value on top of the stack, for messages. Numbers are not turned into text by Lua, which may raise
-// there.
+// Argument and result: a number, which becomes text.
+int numberText(lua_State* L) {
+    lua_tolstring(L, 1, nullptr);
+    return 1;
+}
+
+// The value on top of the stack, for messages. A number there becomes Lua's own text of it, which C's
+// differs from in some digits, in protected mode: Lua may raise on its way.
 std::string topText(lua_State* L) {
     if (lua_gettop(L) == 0)
         return "(no value)";
     if (lua_type(L, -1) == LUA_TNUMBER) {
-        char text[64];
-        snprintf(text, sizeof(text), LUA_NUMBER_FMT, lua_tonumber(L, -1));
-        return text;
+        lua_rawgeti(L, LUA_REGISTRYINDEX, SLOT_NUMBER);
+        lua_insert(L, -2);
+        lua_pcall(L, 1, 1, 0);
     }
-    if (const char* text = lua_tostring(L, -1))
-        return text;
+    if (lua_type(L, -1) == LUA_TSTRING)
+        return lua_tolstring(L, -1, nullptr);
     return std::string("(") + luaL_typename(L, -1) + ")";
 }
 
@@ -160,9 +166,9 @@ int prepareCall(lua_State* L) {
     return 2;
 }
 
-void keepPrepareCall(lua_State* L) {
-    lua_pushcfunction(L, prepareCall);
-    lua_rawseti(L, LUA_REGISTRYINDEX, SLOT_PREPARE);
+void keepFunction(lua_State* L, RegistrySlot slot, lua_CFunction function) {
+    lua_pushcfunction(L, function);
+    lua_rawseti(L, LUA_REGISTRYINDEX, slot);
 }
 
 // Pushes a message handler, if one is needed, and a callback. In protected mode: whatever allocates may let
@@ -182,11 +188,13 @@ bool pushCall(lua_State* L, ErrorSink* sink, ScriptStage stage, const char* name
     return true;
 }
 
-// Whether something else than a file has that name: a pipe would wait for its writer, a device might not end.
+// Whether that is the name of something that cannot be read to its end: a pipe would wait for its writer, a
+// device might not end. About directories Lua has words of its own.
 bool isNoFile(const std::string& path) {
     std::error_code error;
     const std::filesystem::file_status status = std::filesystem::status(nativePath(path.c_str()), error);
-    return std::filesystem::exists(status) && !std::filesystem::is_regular_file(status);
+    return std::filesystem::exists(status) && !std::filesystem::is_regular_file(status) &&
+           !std::filesystem::is_directory(status);
 }
 
 } // namespace
@@ -220,7 +228,8 @@ int LuaThingy::Init() {
         return -1;
     }
     keepTraceback(luaState);
-    keepPrepareCall(luaState);
+    keepFunction(luaState, SLOT_PREPARE, prepareCall);
+    keepFunction(luaState, SLOT_NUMBER, numberText);
     RegisterEngineFunctions(luaState, this);
     if (luaopen_moonscript(luaState) != 1)
         printf("ERR: Moonscript not enabled.\n");

@@ -26,7 +26,8 @@ class MediaManager;
 enum RegistrySlot {
     SLOT_HOST_NAME = -1, ///< the global's name as Lua's own string: no call interns it
     SLOT_TRACEBACK = -2, ///< the library's own debug.traceback
-    SLOT_PREPARE = -3    ///< the function that prepares calls of the script
+    SLOT_PREPARE = -3,   ///< the function that prepares calls of the script
+    SLOT_NUMBER = -4     ///< the function that turns numbers into text
 };
 
 /// Makes all engine functions globals of L, in their fixed order, each with what HostOf needs.

@@ -202,7 +202,7 @@ int pubLSetDepth(lua_State* L) {
     if (drawJoin.Changes(RENDER_DEPTH_WRITE, write))
         glDepthMask(write ? GL_TRUE : GL_FALSE);
     setSwitch(RENDER_DEPTH_TEST, GL_DEPTH_TEST, test);
-    if (test) {
+    if (test && drawJoin.Changes(RENDER_DEPTH_FUNCTION, GL_LEQUAL)) {
         glDepthFunc(GL_LEQUAL);
         glDepthRange(0, 1);
     }

@@ -355,8 +355,9 @@ public:
     /// sound, then channels never used, then any free one; with none left the last one visited is taken over.
     void priv_Use(int* item) override;
 
-    /// From here to ReleaseStarts plays only choose their channels; then each channel starts the last sound
-    /// that was played on it. For a frame's plays: a sound that another one cuts off at once costs nothing.
+    /// From here to ReleaseStarts only the first play on a channel starts at once; later ones choose their
+    /// channels, and at the end each channel starts the last sound that was played on it. For a frame's
+    /// plays: sounds that others cut off at once cost nothing.
     void HoldStarts();
     void ReleaseStarts();
 
@@ -399,6 +400,7 @@ private:
     float busyUntil;          // up to this time no channel is free and none is unused
     bool holdsStarts = false; // between HoldStarts and ReleaseStarts
     bool startsHeld = false;  // a channel has a sound to start
+    unsigned holds = 0;       // calls of HoldStarts
 };
 
 /// A fixed row of music players, each streaming one file. Player numbers outside the range are ignored.

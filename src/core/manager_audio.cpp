@@ -33,6 +33,9 @@ constexpr std::uint64_t kMostSamplesPerByte = 16384;
 // longer.
 constexpr std::uint64_t kMostSoundSamples = 1u << 27;
 
+// A second of music is in memory several times. No format in use has more samples than this.
+constexpr unsigned kMostSampleRate = 768000; // Hz
+
 // As a time until which all channels are busy: it may be that some are free.
 constexpr float kUnknown = -INFINITY;
 
@@ -159,6 +162,7 @@ bool isSoundFile(const std::string& path, bool whole) {
     }
     const std::uint64_t mostSamples = std::filesystem::file_size(path, error) * kMostSamplesPerByte;
     if (trusted && !error && file.getSampleCount() <= mostSamples &&
+        file.getSampleRate() <= kMostSampleRate &&
         isPlayable(file.getSampleCount(), file.getChannelCount(), file.getSampleRate()))
         return true;
     sf::err() << "Not a playable sound file: " << path << std::endl;
@@ -345,14 +349,17 @@ void AudioManager::priv_Use(int* item) {
     if (device == Device::Missing)
         return;
     slot.toStart = &sound;
-    if (holdsStarts)
+    if (holdsStarts && slot.startedIn == holds) {
         startsHeld = true;
-    else
-        startHeld(slot);
+        return;
+    }
+    startHeld(slot);
+    slot.startedIn = holds;
 }
 
 void AudioManager::HoldStarts() {
     holdsStarts = true;
+    ++holds;
 }
 
 void AudioManager::ReleaseStarts() {

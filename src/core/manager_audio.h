@@ -19,5 +19,6 @@ public:
     float endTime = -1.0f; // game time in seconds at which the sound started here has run its length
     bool looping = false;  // set to loop by SetAudProps
     const SoundBufferItem* toStart = nullptr; // chosen while starts are held; null: as it is
+    unsigned startedIn = 0;                   // hold in which a play started here at once, 0 for none
     bool plain = true;                        // volume, pitch, position and loop are those of a new sound
 };

@@ -191,6 +191,16 @@ TEST_F(DrawJoinTest, BlanksAreLeftOutOnlyWhereNothingOfThemShows) {
     }
 }
 
+// What is pending was drawn with the function that the first Depth(1) sets after it.
+TEST_F(DrawJoinTest, FirstDepthTestLeavesEarlierDrawsAlone) {
+    const std::string code = "(function(f) f.SetCam(2) f.Quad() f.Blend(1) f.Text('  some  ') f.Blend(-1) "
+                             "f.Color(0, 1, 0, 1) f.Quad() f.Depth(1, 1) end)";
+    glDepthFunc(GL_LESS);
+    const std::vector<unsigned> plain = frame(code + "(plain)");
+    glDepthFunc(GL_LESS);
+    EXPECT_TRUE(plain == frame(code + "(_G)"));
+}
+
 TEST_F(DrawJoinTest, StackErrorsAreRaisedOnceAndTheFirstCounts) {
     const std::string push = "for _ = 1, 40 do Push() end ", pop = "for _ = 1, 40 do Pop() end ";
     const struct {

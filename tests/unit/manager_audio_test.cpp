@@ -50,10 +50,11 @@ auto stateOf(AudioManager& manager, int channel) {
 
 class ManagerAudioTest : public GlFilesTest {
 protected:
-    /// A 16-bit WAVE file of zeros at 8000 Hz; dataSize is what its header announces.
-    static void writeWave(const char* file, unsigned channels, int samples, unsigned dataSize) {
+    /// A 16-bit WAVE file of zeros; dataSize is what its header announces.
+    static void writeWave(const char* file, unsigned channels, int samples, unsigned dataSize,
+                          unsigned rate = 8000) {
         std::string bytes = "RIFF....WAVEfmt ";
-        for (unsigned word : {16u, 1 | channels << 16, 8000u, 16000 * channels, 2 * channels | 16 << 16,
+        for (unsigned word : {16u, 1 | channels << 16, rate, 2 * rate * channels, 2 * channels | 16 << 16,
                               0x61746164u, dataSize})
             bytes.append(reinterpret_cast<char*>(&word), 4);
         write(file, bytes + std::string(samples * 2, '\0'));
@@ -216,7 +217,9 @@ TEST_F(ManagerAudioTest, LoadsFilesAtRegistration) {
 TEST_F(ManagerAudioTest, StreamsMusic) {
     MusicManager music;
     writeWave("tune.wav", 1, 8000, 16000);
-    for (const char* file : {"tune.wav", "none.wav", "."}) { // looping a file that failed went on for ever
+    writeWave("rate.wav", 2, 50, 100, 0x2e2e2e2e); // a second of it would be 3 GB
+    // Looping a file that failed went on for ever.
+    for (const char* file : {"tune.wav", "none.wav", "rate.wav", "."}) {
         const bool good = file[0] == 't';
         EXPECT_EQ(printed([&] { music.LoadFile(7, file); }), good ? "" : "Error: Music failed to load\n");
         music.SetMusicProps(7, 1, 1, true, 0, 0, 0);
