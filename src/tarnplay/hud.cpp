@@ -27,6 +27,8 @@ constexpr float kGraph = 20;       // height of the graph, likewise
 constexpr double kTall = 1.0 / 30; // seconds that fill the graph
 constexpr double kTarget = 1.0 / 60;
 constexpr int kUnitPixels = 300; // of the window's height for each pixel of the unit
+constexpr int kLeastUnit = 2;    // strokes a pixel apart run together
+constexpr int kLargestUnit = 4;
 
 // Characters as strokes between the points of a grid, lettered a to o in five rows of three.
 struct Glyph {
@@ -190,7 +192,8 @@ private:
 
     void privDraw(const Player& player) {
         const PlainDrawing plain(player);
-        const auto unit = static_cast<float>(std::clamp(player.GetScreenHeight() / kUnitPixels + 1, 1, 4));
+        const auto unit = static_cast<float>(
+            std::clamp(player.GetScreenHeight() / kUnitPixels + 1, kLeastUnit, kLargestUnit));
         const float left = kMargin * unit + 0.5f;
         const float graphTop = left + kLine * unit * static_cast<float>(texts.size());
         const float graphBottom = graphTop + kGraph * unit;

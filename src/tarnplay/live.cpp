@@ -1,6 +1,7 @@
 // What happens when files are saved, and when the script fails meanwhile.
 #include "live.h"
 
+#include "apiprobe.h"
 #include "drawjoin.h"
 #include "embedded.h"
 #include "erroroverlay.h"
@@ -50,18 +51,28 @@ bool reportFailure(lua_State* L, int result) {
     return false;
 }
 
+int loadText(lua_State* L, const unsigned char* text, std::size_t size) {
+    return luaL_loadbuffer(L, reinterpret_cast<const char*>(text), size, "=[tarnplay]");
+}
+
+// Calls live.lua's text, which is on the stack, with what it is given there.
+int runLive(lua_State* L, ErrorSink* errors, unsigned seed) {
+    lua_pushlightuserdata(L, errors);
+    lua_pushcclosure(L, tellError, 1);
+    lua_pushnumber(L, seed);
+    int result = loadText(L, livemerge_lua, livemerge_lua_size);
+    if (result == 0)
+        result = lua_pcall(L, 0, 1, 0);
+    return result == 0 ? lua_pcall(L, 3, 1, 0) : result;
+}
+
 // Leaves the stack as it was. Without it a save starts the game anew.
 void openLive(lua_State* L, ErrorSink* errors, unsigned seed) {
     const int top = lua_gettop(L);
-    const char* text = reinterpret_cast<const char*>(live_lua);
     lua_pushlightuserdata(L, const_cast<char*>(&kLiveKey));
-    int result = luaL_loadbuffer(L, text, live_lua_size, "=[tarnplay]");
-    if (result == 0) {
-        lua_pushlightuserdata(L, errors);
-        lua_pushcclosure(L, tellError, 1);
-        lua_pushnumber(L, seed);
-        result = lua_pcall(L, 2, 1, 0);
-    }
+    int result = loadText(L, live_lua, live_lua_size);
+    if (result == 0)
+        result = runLive(L, errors, seed);
     if (reportFailure(L, result))
         lua_rawset(L, LUA_REGISTRYINDEX);
     lua_settop(L, top);
@@ -123,6 +134,9 @@ public:
             KeepFirstState();
         started = true;
         stuck.Loading();
+        // What counts the engine's functions replaces them, and would count as the game's own after this.
+        if (player.options.hud || !player.options.trace.empty())
+            apiProbe.Install(player.luaState);
         openLive(player.luaState, player.seams.errors, player.options.seed.value_or(1));
         callLive(player.luaState, "start", std::string("scripts/") + player.scriptName.CStr());
     }

@@ -12,7 +12,6 @@
 #include "privatedisplay.h"
 #include "session.h"
 #include "stuckscript.h"
-#include "trace.h"
 #include "virtualclock.h"
 #include "watchdog.h"
 
@@ -40,8 +39,6 @@ int main(int argc, char** argv) {
     player.Add(MakeShots());
     if (!AddSession(player, script))
         return STATUS_SCRIPT_ERROR;
-    if (!options.trace.empty())
-        player.Add(MakeTrace(player)); // after what takes pictures: presenting begins where it ends
-    player.Add(MakeReport());          // last: it tells what the others have found
+    player.Add(MakeReport()); // last: it tells what the others have found
     return player.Run();
 }

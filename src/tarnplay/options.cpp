@@ -44,6 +44,10 @@ std::string checkSize(const std::string& size) {
            "), -r max or -r min";
 }
 
+std::string checkName(const std::string& path) {
+    return path.empty() ? "the file's name is missing" : "";
+}
+
 std::string checkPng(const std::string& path) {
     std::string ending = std::filesystem::path(path).extension().string();
     toLower(ending.data());
@@ -130,14 +134,18 @@ void addTesting(CLI::App& app, Options& options) {
     app.add_flag("--hud", options.hud, "show the cost of each frame in the picture")->group(kTesting);
     app.add_option("--trace", options.trace, "write where the time goes, for a browser's trace viewer")
         ->type_name("FILE.json")
+        ->check(checkName)
         ->group(kTesting);
     app.add_option("--junit", options.junit, "write a report that CI systems read")
         ->type_name("FILE")
+        ->check(checkName)
         ->group(kTesting);
 }
 
 void addPictures(CLI::App& app, Options& options, RawOptions& raw) {
-    app.add_option("--capture", options.capture, "save the last frame (the first without --frames)")
+    app.add_option("--capture", options.capture,
+                   "save the last frame (without --frames the first or\n"
+                   "that of the last --shot)")
         ->type_name("FILE.png")
         ->check(checkPng)
         ->group(kTesting);
@@ -163,16 +171,17 @@ void addPlaying(CLI::App& app, Options& options) {
     CLI::Option* const input =
         app.add_option("--input", options.input, "play the keys and the pointer of a text")
             ->type_name("FILE")
-            ->check(CLI::ExistingFile)
+            ->check(CLI::Validator(CLI::ExistingFile).description(""))
             ->group(kPlaying);
     app.add_option("--record", options.record, "write what --input and --replay read")
         ->type_name("FILE")
+        ->check(checkName)
         ->group(kPlaying);
     CLI::Option* const replay = app.add_option("--replay", options.replay,
                                                "play a recording with its size, seed and times,\n"
                                                "as fast as the machine can")
                                     ->type_name("FILE")
-                                    ->check(CLI::ExistingFile)
+                                    ->check(CLI::Validator(CLI::ExistingFile).description(""))
                                     ->excludes(input)
                                     ->group(kPlaying);
     app.add_flag("--check", options.check,
@@ -244,6 +253,26 @@ void makePathsAbsolute(Options& options) {
         makeAbsolute(shot.path);
 }
 
+// What is written over a file that another option names would be lost, or compared with itself.
+void refuseSameFiles(const Options& options) {
+    std::vector<std::string> files{options.input,  options.capture, options.expected, options.junit,
+                                   options.record, options.replay,  options.film,     options.trace};
+    for (const Shot& shot : options.shots)
+        files.push_back(shot.path);
+    std::sort(files.begin(), files.end());
+    const auto isTwice = [](const std::string& a, const std::string& b) { return !a.empty() && a == b; };
+    const auto twice = std::adjacent_find(files.begin(), files.end(), isTwice);
+    if (twice != files.end())
+        throw CLI::ValidationError(*twice, "two options name this file");
+}
+
+int lastShot(const Options& options) {
+    int frame = 1;
+    for (const Shot& shot : options.shots)
+        frame = std::max(frame, shot.frame);
+    return frame;
+}
+
 void complete(const RawOptions& raw, Options& options) {
     takeSize(raw, options);
     takeShots(raw, options);
@@ -253,11 +282,12 @@ void complete(const RawOptions& raw, Options& options) {
     options.shaders = !raw.noShaders;
     options.limited = !raw.unlimited;
     makePathsAbsolute(options);
+    refuseSameFiles(options);
     const bool wantsLast = !options.capture.empty() || !options.expected.empty();
     const bool endsOtherwise = !options.input.empty() || !options.replay.empty() || !options.record.empty() ||
                                !options.film.empty() || options.watch;
     if (wantsLast && options.frames == 0 && !endsOtherwise)
-        options.frames = 1;
+        options.frames = lastShot(options);
 }
 
 } // namespace

@@ -88,6 +88,10 @@ bool StartDisplayWhereMissing(const Options& options) {
     close(ends[0]);
     if (!number.empty()) {
         setenv("DISPLAY", (":" + number).c_str(), 1);
+        if (options.frames == 0 && options.timeLimit == 0 && options.input.empty())
+            fprintf(stderr,
+                    "No display: the script runs in memory, where nobody can press Escape. --frames or "
+                    "--time-limit ends it.\n");
         return true;
     }
     const bool missing = server > 0 && endProcess(server) == kNotFound;

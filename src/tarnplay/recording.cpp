@@ -14,7 +14,7 @@
 namespace {
 
 constexpr float kFirstMotion = 0.001f;                // game seconds; the engine ignores motions before
-constexpr int kFlushEvery = 60;                       // frames; what a crash may lose
+constexpr int kFlushEvery = 60;                       // frames; pictures that a crash may lose
 constexpr std::uint64_t kMostPictures = 512ull << 20; // bytes of the pictures' file
 
 // ---- Writing ----
@@ -39,6 +39,7 @@ public:
                 player.height, player.options.seed.value_or(0));
         if (!player.options.shaders)
             fprintf(file.get(), "shaders off\n");
+        fflush(file.get());
     }
 
     // ---- Events ----
@@ -79,10 +80,9 @@ public:
         if (player.drawnFrames == 1 || hash != lastHash)
             log.Add(player.drawnFrames, picture);
         lastHash = hash;
-        if (player.drawnFrames % kFlushEvery != 0)
-            return;
         fflush(file.get());
-        log.Flush();
+        if (player.drawnFrames % kFlushEvery == 0)
+            log.Flush();
     }
 
     void Ended(Player&) override {
@@ -123,10 +123,13 @@ private:
         return event.type != sf::Event::MouseMoved;
     }
 
+    // At once into the file: the event may be the one that makes the script hang.
     void write(const sf::Event& event) {
         const std::string line = InputLine({player.drawnFrames + 1, event});
-        if (!line.empty())
-            fprintf(file.get(), "%s\n", line.c_str());
+        if (line.empty())
+            return;
+        fprintf(file.get(), "%s\n", line.c_str());
+        fflush(file.get());
     }
 
     Player& player;

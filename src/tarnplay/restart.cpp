@@ -49,6 +49,7 @@ void deletePrograms(ShaderManager& shaders) {
 void forgetContent(LuaThingy& host) {
     deleteTextures(host.textureManager);
     deletePrograms(host.shaderManager);
+    drawJoin.ForgetTextures(); // OpenGL gives their names to others
     const bool shaders = host.shaderManager.GetShadersEnabled();
     renewManager(host.textureManager, host.mediaPath.CStr());
     renewManager(host.shaderManager, host.mediaPath.CStr());

@@ -5,11 +5,21 @@
 #include "player.h"
 #include "recording.h"
 #include "replay.h"
+#include "trace.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <random>
 
 namespace {
+
+// Of a recording that was killed, maybe by its last event. An input that nobody recorded ends with Escape.
+int lastFrame(const InputScript& script) {
+    if (script.hashes.empty())
+        return 0;
+    const int ofEvents = script.events.empty() ? 0 : script.events.back().frame;
+    return std::max(script.hashes.rbegin()->first, ofEvents);
+}
 
 void takeSettings(const InputScript& script, Options& options) {
     if (options.sizeWords.empty() && script.width > 0)
@@ -18,8 +28,8 @@ void takeSettings(const InputScript& script, Options& options) {
         options.seed = script.seed;
     if (options.frames == 0)
         options.frames = script.frames;
-    if (options.frames == 0 && !script.hashes.empty()) // a recording that was killed
-        options.frames = script.hashes.rbegin()->first;
+    if (options.frames == 0)
+        options.frames = lastFrame(script);
     options.shaders = options.shaders && script.shaders;
 }
 
@@ -63,5 +73,8 @@ bool AddSession(Player& player, const InputScript& script) {
         return false;
     if (options.check)
         player.Add(MakeCheck(script));
-    return options.film.empty() || add(player, MakeFilm());
+    if (!options.film.empty() && !add(player, MakeFilm()))
+        return false;
+    // After what takes pictures: presenting begins where it ends.
+    return options.trace.empty() || add(player, MakeTrace(player));
 }

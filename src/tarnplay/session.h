@@ -1,4 +1,4 @@
-// Sessions: what --input, --record, --replay and --film do together.
+// Sessions: what --input, --record, --replay, --film and --trace do together.
 #pragma once
 
 #include "inputscript.h"

@@ -22,18 +22,23 @@ std::string member(const char* name, unsigned long value) {
     return std::string("\"") + name + "\":" + std::to_string(value);
 }
 
+std::string cannotWrite(const std::string& path) {
+    fprintf(stderr, "ERR: cannot write %s.\n", path.c_str());
+    return "cannot write " + path;
+}
+
 class Trace : public Feature, ApiListener, CallObserver, LoadObserver, FrameClock {
 public:
     explicit Trace(Player& player) : began(SteadyNow()), inner(player.seams.clock) {
-        if (!file.Open(player.options.trace)) {
-            fprintf(stderr, "ERR: cannot write %s\n", player.options.trace.c_str());
+        if (!file.Open(player.options.trace))
             return;
-        }
         player.seams.clock = this;
         player.seams.calls = this;
         loadObserver = this;
     }
     ~Trace() override { privStop(); }
+
+    bool IsOpen() const { return file.Good(); }
 
     void StateReady(Player& player) override;
     void FrameBegins(Player& player) override;
@@ -195,7 +200,7 @@ void Trace::Ended(Player& player) {
     frameBegan = -1;
     privStop();
     if (!file.Good())
-        fprintf(stderr, "ERR: cannot write %s\n", player.options.trace.c_str());
+        player.Report(STATUS_SCRIPT_ERROR, cannotWrite(player.options.trace));
 }
 
 void Trace::privStop() {
@@ -209,5 +214,9 @@ void Trace::privStop() {
 } // namespace
 
 std::unique_ptr<Feature> MakeTrace(Player& player) {
-    return std::make_unique<Trace>(player);
+    auto trace = std::make_unique<Trace>(player);
+    if (trace->IsOpen())
+        return trace;
+    cannotWrite(player.options.trace);
+    return nullptr;
 }

@@ -19,5 +19,6 @@ class Player;
 // collected" stands where a cycle of Lua's collector has ended.
 
 /// Call before the player runs, after what replaces its clock.
-/// @return the feature that writes the trace to the file that the options name
+/// @return the feature that writes the trace to the file that the options name; null after one line on
+///         standard error when it cannot be written
 std::unique_ptr<Feature> MakeTrace(Player& player);

@@ -55,7 +55,8 @@ TraceFile::~TraceFile() {
 
 bool TraceFile::Open(const std::string& path) {
     file = fopen(nativePath(path.c_str()).c_str(), "wb");
-    if (!file)
+    good = file != nullptr;
+    if (!good)
         return false;
     end = static_cast<long>(sizeof(kOpening) - 1);
     fputs(kOpening, file);

@@ -30,7 +30,7 @@ public:
     void Counter(const char* name, std::int64_t at, const std::string& values);
     /// Writes what has been gathered.
     void Flush();
-    /// @return false once writing has failed
+    /// @return false once opening or writing has failed
     bool Good() const { return good; }
 
 private:

@@ -124,6 +124,16 @@ INSTANTIATE_TEST_SUITE_P(
              "playbnil",
              {"'play'", "'game'", "'b'", "'B'"},
              "gameBnil"},
+        // What Init has made went on with locals of its own, and a wrapped coroutine began again.
+        Edit{"ClosuresOfInitShareTheLocals",
+             "game.lua",
+             "local n, step = 0, 1 local function add() n = n + step end local button\n"
+             "local walk = coroutine.wrap(function() while true do add() coroutine.yield(n) end end)\n"
+             "function Init() button = { click = function() add() end } end\n"
+             "function Draw() button.click() if walk() == n and n > 9 then say('old') end end",
+             "old",
+             {"step = 0, 1", "step = 0, 1000", "n > 9 then say('old')", "n > 4000 then say('new ' .. n % 2)"},
+             "new 0"},
         Edit{"AChangedInitStartsAnew",
              "game.lua",
              "n = 0 function Init() n = n + 1 end function Draw() say('n ' .. n) n = n + 1 end",
