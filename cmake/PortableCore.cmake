@@ -2,7 +2,7 @@
 # windowing library, graphics or script runtime for. GoogleTest comes as source (Debian package googletest) and
 # is compiled for the target in the build tree.
 set(TARN_GTEST_SOURCE "/usr/src/googletest/googletest" CACHE PATH "GoogleTest's sources")
-set(portable_modules datablock dirent_shim macroProcessor numericfuncs spaceMapper strfuncs tnmath tnq)
+set(portable_modules datablock dirent_shim macroProcessor memoryuse numericfuncs spaceMapper strfuncs tnmath tnq)
 
 set(portable_sources)
 set(portable_tests)

@@ -2,6 +2,7 @@
 // A block owns its storage; nothing here keeps a pointer to anyone else's.
 #include "datablock.h"
 
+#include "memoryuse.h"
 #include "strfuncs.h"
 
 #include <algorithm>
@@ -126,6 +127,7 @@ void DataBlock::ResizeDim(int newDim) {
         newDim < 0 ? nullptr : new (std::nothrow) unsigned char[static_cast<size_t>(newDim)];
     if (!storage)
         return;
+    PreferLargePages(storage, static_cast<size_t>(newDim));
     len = std::min(len, newDim);
     if (len > 0)
         std::memcpy(storage, data, static_cast<size_t>(len));

@@ -39,13 +39,29 @@ void LetHeapGrow() {}
 // The linker's names for where the program's code begins and ends.
 extern const char __executable_start, etext;
 
-void DropConstantPages(const void* bytes, std::size_t n) {
+namespace {
+
+constexpr std::size_t kLargeData = 4u << 20; // bytes from which large pages pay
+
+// Advises about the pages that lie within n bytes.
+void advise(const void* bytes, std::size_t n, int advice) {
     const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
     const auto start = reinterpret_cast<std::uintptr_t>(bytes);
     const std::uintptr_t first = (start + page - 1) / page * page;
     const std::uintptr_t end = (start + n) / page * page;
     if (first < end)
-        madvise(reinterpret_cast<void*>(first), end - first, MADV_DONTNEED);
+        madvise(reinterpret_cast<void*>(first), end - first, advice);
+}
+
+} // namespace
+
+void DropConstantPages(const void* bytes, std::size_t n) {
+    advise(bytes, n, MADV_DONTNEED);
+}
+
+void PreferLargePages(void* block, std::size_t n) {
+    if (n >= kLargeData)
+        advise(block, n, MADV_HUGEPAGE);
 }
 
 void DropCodePages() {
@@ -55,4 +71,6 @@ void DropCodePages() {
 void DropCodePages() {}
 
 void DropConstantPages(const void*, std::size_t) {}
+
+void PreferLargePages(void*, std::size_t) {}
 #endif

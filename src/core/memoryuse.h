@@ -15,6 +15,10 @@ void LetHeapGrow();
 /// Lets go of the pages of the program's own code: what only its start needs is read from the file no more.
 void DropCodePages();
 
+/// Asks for large pages for a fresh block, if it has 4 MB or more: the system then hands it out in pieces of
+/// 2 MB instead of 4 KB, each of which costs a fault at its first use.
+void PreferLargePages(void* block, std::size_t n);
+
 /// Lets go of the pages that lie within n bytes of the program's constants. They are read from the program's
 /// file again should someone look at them.
 void DropConstantPages(const void* bytes, std::size_t n);
