@@ -17,6 +17,9 @@ endif()
 if(TARN_SANITIZE)
   target_compile_options(tarn_flags INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=undefined
                                               -fno-omit-frame-pointer)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU") # instrumented code makes it warn about the standard library
+    target_compile_options(tarn_flags INTERFACE -Wno-maybe-uninitialized)
+  endif()
   target_link_options(tarn_flags INTERFACE -fsanitize=address,undefined)
   set(is_program "$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>")
   target_sources(tarn_flags INTERFACE "$<${is_program}:${CMAKE_CURRENT_LIST_DIR}/keep_modules.cpp>")
