@@ -22,27 +22,6 @@ constexpr int kFirstTimedFrame = 4;
 // The windowing library's default context settings name no depth bits, and some drivers then give none.
 constexpr unsigned kDepthBits = 24;
 
-const char* glErrorName(unsigned code) {
-    switch (code) {
-    case 0x0500:
-        return "GL_INVALID_ENUM";
-    case 0x0501:
-        return "GL_INVALID_VALUE";
-    case 0x0502:
-        return "GL_INVALID_OPERATION";
-    case 0x0503:
-        return "GL_STACK_OVERFLOW";
-    case 0x0504:
-        return "GL_STACK_UNDERFLOW";
-    case 0x0505:
-        return "GL_OUT_OF_MEMORY";
-    case 0x8031:
-        return "GL_TABLE_TOO_LARGE";
-    default:
-        return nullptr;
-    }
-}
-
 // The library derives both coordinates from the screen's width, which puts tall windows off the screen.
 void centreOnScreen(sf::Window& window, int width, int height) {
     const sf::VideoMode desktop = sf::VideoMode::getDesktopMode();

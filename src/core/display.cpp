@@ -68,6 +68,7 @@ const char* DisplayProblem() {
 
 bool StartConsole() {
     KeepHeapTight();
+    AllowDeepCalls();
     setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     const char* problem = DisplayProblem();
     if (problem)

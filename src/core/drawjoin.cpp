@@ -182,6 +182,13 @@ void DrawJoin::Reset(bool withPrograms) {
     Adopt();
 }
 
+void DrawJoin::Release() {
+    Sync();
+    program = 0;
+    privUseProgram(0);
+    programs.Release();
+}
+
 void DrawJoin::Adopt() {
     glGetFloatv(GL_MODELVIEW_MATRIX, top->m);
     glGetFloatv(GL_PROJECTION_MATRIX, projection.m);

@@ -74,6 +74,10 @@ public:
     /// Starts with the current context: takes over its state, forgets what was pending in another one.
     /// @param withPrograms false when shader programs shall not be used for what has no shader
     void Reset(bool withPrograms = true);
+    /// Deletes what was made in the current context, after drawing what is pending. No program is current
+    /// then. Reset has to be called before anything is drawn again. May be called when the process ends and
+    /// destroys what is static, this object included.
+    void Release();
     /// Images of textures have been replaced.
     void ForgetTextures() { clearTexels.Reset(); }
     /// Back to the first entry of the matrix stack, for a script that failed on its way.

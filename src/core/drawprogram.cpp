@@ -31,6 +31,7 @@ PFNGLATTACHSHADERPROC attachShader = nullptr;
 PFNGLDELETESHADERPROC deleteShader = nullptr;
 PFNGLLINKPROGRAMPROC linkProgram = nullptr;
 PFNGLGETPROGRAMIVPROC getProgramiv = nullptr;
+PFNGLDELETEPROGRAMPROC deleteProgram = nullptr;
 
 bool fetchEntryPoints() {
     fetchGlFunction(createProgram, "glCreateProgram");
@@ -41,8 +42,9 @@ bool fetchEntryPoints() {
     fetchGlFunction(deleteShader, "glDeleteShader");
     fetchGlFunction(linkProgram, "glLinkProgram");
     fetchGlFunction(getProgramiv, "glGetProgramiv");
+    fetchGlFunction(deleteProgram, "glDeleteProgram");
     return createProgram && createShader && shaderSource && compileShader && attachShader && deleteShader &&
-           linkProgram && getProgramiv;
+           linkProgram && getProgramiv && deleteProgram;
 }
 
 bool languageSuffices() {
@@ -76,7 +78,10 @@ unsigned build(const DrawKind& kind) {
     linkProgram(program);
     GLint linked = 0;
     getProgramiv(program, GL_LINK_STATUS, &linked);
-    return linked ? program : 0;
+    if (linked)
+        return program;
+    deleteProgram(program);
+    return 0;
 }
 
 } // namespace
@@ -86,6 +91,14 @@ DrawPrograms::DrawPrograms() : available(false), programs{} {}
 void DrawPrograms::Reset(bool wanted) {
     std::fill(std::begin(programs), std::end(programs), 0u);
     available = wanted && languageSuffices() && fetchEntryPoints();
+}
+
+void DrawPrograms::Release() {
+    for (unsigned& program : programs) {
+        if (program != 0)
+            deleteProgram(program);
+        program = 0;
+    }
 }
 
 unsigned DrawPrograms::For(const DrawKind& kind, int vertices) {

@@ -24,6 +24,8 @@ public:
     /// Forgets the programs of another context.
     /// @param wanted false when no program shall be used
     void Reset(bool wanted);
+    /// Deletes the programs; For builds new ones.
+    void Release();
     /// @return the program for a draw, or 0, the fixed-function pipeline, where there is none: for small
     ///         draws, and where programs cannot be built. Quads must not be drawn through a program but as
     ///         triangles: flat colours make drivers divide them in another way.

@@ -202,8 +202,13 @@ bool isNoFile(const std::string& path) {
 LuaThingy::LuaThingy() : luaState(nullptr), screenshotDir("screenshots"), noise(0.0f), scriptFailed(false) {}
 
 LuaThingy::~LuaThingy() {
-    if (luaState)
-        lua_close(luaState);
+    if (!luaState)
+        return;
+    lua_close(luaState);
+    if (!window.isOpen() || !window.setActive(true))
+        return; // what is released here has gone with the window
+    drawJoin.Release();
+    renderTarget.Release();
 }
 
 void LuaThingy::SetLoadScript(const char* name) {

@@ -34,7 +34,7 @@ struct ScriptScratch {
 class LuaThingy : public CoreThingy {
 public:
     LuaThingy();
-    /// Closes the Lua state.
+    /// Closes the Lua state, and deletes the render target and the programs of drawJoin.
     ~LuaThingy() override;
 
     /// Names the script, relative to the scripts directory; call before Init. Null reads as "".

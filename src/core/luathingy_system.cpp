@@ -23,7 +23,18 @@ int pushPath(lua_State* L, DataBlock* path) {
 
 void readSave(LuaThingy& host, const char* game, const char* key) {
     host.saveManager.SetGame(game);
-    host.saveManager.LoadData(key, &host.scratch.text);
+    if (host.seams.saves)
+        host.seams.saves->Load(key, &host.scratch.text);
+    else
+        host.saveManager.LoadData(key, &host.scratch.text);
+}
+
+void writeSave(LuaThingy& host, const char* game, const char* key, DataBlock* data) {
+    host.saveManager.SetGame(game);
+    if (host.seams.saves)
+        host.seams.saves->Save(key, data);
+    else
+        host.saveManager.SaveData(key, data);
 }
 
 } // namespace
@@ -146,8 +157,7 @@ int pubLWriteSaveString(lua_State* L) {
         return 0;
     DataBlock data;
     data.Append(value, static_cast<int>(std::min<size_t>(lua_objlen(L, 3), INT_MAX)));
-    host->saveManager.SetGame(game);
-    host->saveManager.SaveData(key, &data);
+    writeSave(*host, game, key, &data);
     return 0;
 }
 

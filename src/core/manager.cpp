@@ -172,11 +172,7 @@ void MediaManager::AddContent(const char* file, const char* groupName, int* firs
     const int oldCount = group->itemCount;
     int localFirst = 0;
     int added = 0;
-    if (loadObserver)
-        loadObserver->LoadBegins();
     QueryFile(path.CStr(), group, &localFirst, &added);
-    if (loadObserver)
-        loadObserver->LoadEnded(path.CStr());
     store(first, itemCount);
     store(count, added);
     itemCount += added;
@@ -271,11 +267,8 @@ int* MediaManager::GetItem(int localIndex, MediaManagerGroup* group) {
     if (!entry.loaded) {
         auto* file = static_cast<GroupFileItem*>(group->files.Get(entry.fileIndex));
         const QuietRetry quiet(file->state == 2);
-        if (loadObserver)
-            loadObserver->LoadBegins();
+        const ObservedLoad observed(file->path.CStr());
         LoadFile(file, group);
-        if (loadObserver)
-            loadObserver->LoadEnded(file->path.CStr());
     }
     return GetLoadedItem(entry.globalIndex);
 }

@@ -45,7 +45,8 @@ class Music;
 //
 // Items are handed around as int*, an untyped pointer: only the derived manager knows the real type.
 
-/// Hears of content files that are read: when they are registered, or at the first use of what they hold.
+/// Hears of content files that are read, each once: meshes and sounds when they are registered, the others at
+/// the first use of what they hold.
 class LoadObserver {
 public:
     virtual ~LoadObserver() = default;
@@ -56,6 +57,25 @@ public:
 
 /// The one observer of the process, not owned; null, as in the engine program, when nobody listens.
 extern LoadObserver* loadObserver;
+
+/// While one lives, its file is read; the observer is told.
+class ObservedLoad {
+public:
+    /// @param file as LoadEnded gets it; must outlive the object
+    explicit ObservedLoad(const char* file) : path(file) {
+        if (loadObserver)
+            loadObserver->LoadBegins();
+    }
+    ~ObservedLoad() {
+        if (loadObserver)
+            loadObserver->LoadEnded(path);
+    }
+    ObservedLoad(const ObservedLoad&) = delete;
+    ObservedLoad& operator=(const ObservedLoad&) = delete;
+
+private:
+    const char* const path;
+};
 
 /// Characters of a group or item name, its terminator included. Longer names are cut where they are stored
 /// and compared as if cut, so that a long name finds what it registered.

@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <new>
@@ -167,6 +168,19 @@ bool isSoundFile(const std::string& path, bool whole) {
         return true;
     sf::err() << "Not a playable sound file: " << path << std::endl;
     return false;
+}
+
+// Those that are alive. Their players have threads that call the audio library: a script's os.exit destroys
+// no manager, but the library, and the threads must end before it. Made by the first manager, so that it
+// outlives static ones.
+std::vector<MusicManager*>& musicManagers() {
+    static std::vector<MusicManager*> alive;
+    return alive;
+}
+
+void endMusic() {
+    for (MusicManager* manager : musicManagers())
+        manager->SetMaxChannels(0);
 }
 
 std::int16_t toSample(float value) {
@@ -419,9 +433,14 @@ int AudioManager::priv_ChooseChannel(const SoundBufferItem& sound) {
 
 MusicManager::MusicManager() : musics(makeSources<sf::Music>) {
     SetMaxChannels(kDefaultPlayers);
+    musicManagers().push_back(this);
+    static const bool endsAtExit = std::atexit(endMusic) == 0;
+    static_cast<void>(endsAtExit);
 }
 
 MusicManager::~MusicManager() {
+    std::vector<MusicManager*>& alive = musicManagers();
+    alive.erase(std::find(alive.begin(), alive.end(), this));
     SetMaxChannels(0);
 }
 
@@ -446,12 +465,8 @@ void MusicManager::LoadFile(int number, const char* file) {
     path.Append(file ? file : "");
     const std::string native = nativePath(path.CStr());
     files[number] = native;
-    if (loadObserver)
-        loadObserver->LoadBegins();
-    const bool opened = isSoundFile(native, false) && player->openFromFile(native);
-    if (loadObserver)
-        loadObserver->LoadEnded(native.c_str());
-    if (opened)
+    const ObservedLoad observed(native.c_str());
+    if (isSoundFile(native, false) && player->openFromFile(native))
         return;
     printf("Error: Music failed to load\n");
     // A player whose last file went wrong would play on without end; a new one has nothing to play.

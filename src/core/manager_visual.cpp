@@ -103,6 +103,7 @@ void GeometryManager::QueryFile(const char* path, MediaManagerGroup* group, int*
 
 void GeometryManager::LoadObjFile(const char* path, MediaManagerGroup* group, int fileIndex, int* first,
                                   int* count) {
+    const ObservedLoad observed(path);
     DataBlock data;
     if (!data.ReadFile(path))
         printf("Error: could not read geometry file %s\n", nativePath(path).c_str());

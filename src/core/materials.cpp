@@ -102,6 +102,12 @@ void Texture::Generate() {
     Unbind();
 }
 
+void Texture::Release() {
+    TexDeleteFBO(this);
+    glDeleteTextures(1, &texId);
+    texId = 0;
+}
+
 void Texture::Bind() {
     glBindTexture(GL_TEXTURE_2D, texId);
 }

@@ -50,6 +50,10 @@ public:
     /// Uploads pixels at width x height without mipmaps; a size that no texture can have uploads nothing.
     void Generate();
 
+    /// Deletes the texture, the framebuffer and the renderbuffer, as far as there are any, in their context,
+    /// which must be current.
+    void Release();
+
     /// Makes this the current 2D texture.
     void Bind();
 

@@ -21,7 +21,7 @@ bool Shader::LoadMetaFile(const char* path) {
     text.AppendNull();
     DataBlock directory;
     directory.AssignFromDirectory(path);
-    ParseShaderSrc(text.CStr(), program, vertShader, fragShader, directory.CStr());
+    ParseShaderSrc(text.CStr(), program, vertShader, fragShader, directory.CStr(), path);
     linked = isProgramLinked(program);
     return true;
 }

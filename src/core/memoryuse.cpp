@@ -7,6 +7,7 @@
 #ifdef __linux__
 #include <cstdint>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <unistd.h>
 #endif
 
@@ -42,6 +43,7 @@ extern const char __executable_start, etext;
 namespace {
 
 constexpr std::size_t kLargeData = 4u << 20; // bytes from which large pages pay
+constexpr rlim_t kDeepStack = 256u << 20;    // bytes; 6,500 calls of 16 KB fit into a Lua stack
 
 // Advises about the pages that lie within n bytes.
 void advise(const void* bytes, std::size_t n, int advice) {
@@ -64,10 +66,20 @@ void PreferLargePages(void* block, std::size_t n) {
         advise(block, n, MADV_HUGEPAGE);
 }
 
+void AllowDeepCalls() {
+    rlimit stack;
+    if (getrlimit(RLIMIT_STACK, &stack) != 0 || stack.rlim_cur >= kDeepStack)
+        return;
+    stack.rlim_cur = stack.rlim_max < kDeepStack ? stack.rlim_max : kDeepStack;
+    setrlimit(RLIMIT_STACK, &stack);
+}
+
 void DropCodePages() {
     DropConstantPages(&__executable_start, static_cast<std::size_t>(&etext - &__executable_start));
 }
 #else
+void AllowDeepCalls() {}
+
 void DropCodePages() {}
 
 void DropConstantPages(const void*, std::size_t) {}

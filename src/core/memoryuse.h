@@ -4,13 +4,17 @@
 
 #include <cstddef>
 
-/// For the start of the program, whose peak is the graphics driver building its first programs: freed blocks
-/// from 64 KiB on go back to the system at once, and the heap grows by what is asked for.
+/// For the start of the program, whose peak is the graphics driver building its first programs, and of a
+/// game: freed blocks from 64 KiB on go back to the system at once, and the heap grows by what is asked for.
 void KeepHeapTight();
 
 /// For the frames: freed blocks stay with the process, so that one that is needed again in each frame (the
 /// copy of a large mesh, say) is not mapped and cleared anew each time.
 void LetHeapGrow();
+
+/// Lets the main thread's stack grow to 256 MB, if the system allows it. LuaJIT counts the calls of a script
+/// but not the memory below: 700 nested calls of string.gsub fill the usual 8 MB, which ends the process.
+void AllowDeepCalls();
 
 /// Lets go of the pages of the program's own code: what only its start needs is read from the file no more.
 void DropCodePages();

@@ -22,6 +22,9 @@ GlFunction getGlFunction(const char* name);
 /// Whether any OpenGL context is current in this thread.
 bool glContextActive();
 
+/// @return an error's name as OpenGL spells it, null for a code that has none here
+const char* glErrorName(unsigned code);
+
 /// Sets a typed function pointer to the entry point called name (null when there is none).
 template <typename Function>
 void fetchGlFunction(Function& function, const char* name) {

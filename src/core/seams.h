@@ -9,12 +9,13 @@ namespace sf {
 class Event;
 class Window;
 } // namespace sf
+class DataBlock;
 struct lua_State;
 
 // All pointers are null in the engine program: the clock is the system's, events and the pointer come from
-// the window, and nobody but standard output hears of errors. Each seam then costs one comparison where it is
-// passed. Set them after construction and before the window opens, and leave them until the engine object
-// dies.
+// the window, saves are files, and nobody but standard output hears of errors. Each seam then costs one
+// comparison where it is passed. Set them after construction and before the window opens, and leave them
+// until the engine object dies.
 
 /// Replaces the frame clock.
 class FrameClock {
@@ -35,6 +36,14 @@ public:
     /// @return pixels from the window's upper left corner
     virtual sf::Vector2i PointerPosition(const sf::Window& window) = 0;
     virtual void SetPointerPosition(const sf::Vector2i& position, const sf::Window& window) = 0;
+};
+
+/// Replaces the files of saved strings; the operations are those of SaveManager.
+class SaveStore {
+public:
+    virtual ~SaveStore() = default;
+    virtual void Load(const char* key, DataBlock* data) = 0;
+    virtual void Save(const char* key, DataBlock* data) = 0;
 };
 
 /// What a script was doing when it failed.
@@ -66,6 +75,7 @@ public:
 struct Seams {
     FrameClock* clock = nullptr;
     EventSource* events = nullptr;
+    SaveStore* saves = nullptr;
     ErrorSink* errors = nullptr;
     CallObserver* calls = nullptr;
 };

@@ -2,7 +2,6 @@
 // The entry points live here; every OpenGL object made belongs to the caller whose handle it fills.
 #include "shadering.h"
 
-#include "datablock.h"
 #include "materials.h"
 #include "opengl.h"
 #include "strfuncs.h"
@@ -36,6 +35,8 @@ PFNGLRENDERBUFFERSTORAGEEXTPROC renderbufferStorage;
 PFNGLFRAMEBUFFERRENDERBUFFEREXTPROC framebufferRenderbuffer;
 PFNGLFRAMEBUFFERTEXTURE2DEXTPROC framebufferTexture2D;
 PFNGLCHECKFRAMEBUFFERSTATUSEXTPROC checkFramebufferStatus;
+PFNGLDELETEFRAMEBUFFERSEXTPROC deleteFramebuffers;
+PFNGLDELETERENDERBUFFERSEXTPROC deleteRenderbuffers;
 PFNGLGENERATEMIPMAPEXTPROC generateMipmap;
 PFNGLACTIVETEXTUREARBPROC activeTexture;
 
@@ -80,6 +81,8 @@ void fetchTargetFunctions() {
     fetchGlFunction(framebufferRenderbuffer, "glFramebufferRenderbufferEXT");
     fetchGlFunction(framebufferTexture2D, "glFramebufferTexture2DEXT");
     fetchGlFunction(checkFramebufferStatus, "glCheckFramebufferStatusEXT");
+    fetchGlFunction(deleteFramebuffers, "glDeleteFramebuffersEXT");
+    fetchGlFunction(deleteRenderbuffers, "glDeleteRenderbuffersEXT");
     fetchGlFunction(generateMipmap, "glGenerateMipmapEXT");
     fetchGlFunction(activeTexture, "glActiveTextureARB");
 }
@@ -106,6 +109,8 @@ unsigned toNumber(GLhandleARB handle) {
 
 } // namespace
 
+ShaderObserver* shaderObserver = nullptr;
+
 bool setupExtensions() {
     if (!hasShaderExtensions()) {
         printf("ERRRRRUR");
@@ -130,9 +135,11 @@ bool isProgramLinked(unsigned program) {
     return linked != 0;
 }
 
+unsigned screenFramebuffer = 0;
+
 void glBindFramebufferEXT_PTR(unsigned target, unsigned framebuffer) {
     if (bindFramebuffer)
-        bindFramebuffer(target, framebuffer);
+        bindFramebuffer(target, framebuffer != 0 ? framebuffer : screenFramebuffer);
 }
 
 int glGetUniformLocation_PTR(unsigned program, const char* name) {
@@ -174,6 +181,14 @@ void TexCreateSetupFBO(Texture* tex) {
     glBindTexture(GL_TEXTURE_2D, 0);
 }
 
+void TexDeleteFBO(Texture* tex) {
+    if (tex->fbo && deleteFramebuffers)
+        deleteFramebuffers(1, &tex->fbo);
+    if (tex->depthBuffer && deleteRenderbuffers)
+        deleteRenderbuffers(1, &tex->depthBuffer);
+    tex->fbo = tex->depthBuffer = 0;
+}
+
 // Shader programs
 
 namespace {
@@ -193,39 +208,37 @@ void printShaderErrors(const char* stage, const char* name, unsigned shader, boo
     printf("%s ERROR( %s ): \n%s\n", stage, name, log);
 }
 
-void setSource(unsigned shader, DataBlock& text) {
-    const char* start = text.CStr();
-    GLint length = text.Len();
-    shaderSource(toHandle(shader), 1, &start, &length);
+void compileInto(unsigned program, unsigned kind, ShaderStage& stage) {
+    stage.shader = toNumber(createShaderObject(kind));
+    const char* start = stage.text.CStr();
+    GLint length = stage.text.Len();
+    shaderSource(toHandle(stage.shader), 1, &start, &length);
+    compileShader(toHandle(stage.shader));
+    attachObject(toHandle(program), toHandle(stage.shader));
 }
 
-void compileInto(unsigned program, unsigned shader) {
-    compileShader(toHandle(shader));
-    attachObject(toHandle(program), toHandle(shader));
-}
-
-/// Creates, compiles and links; the handles are 0 when that is not possible here.
-/// @return whether there are shader objects whose logs can be read.
-bool buildProgram(unsigned& program, unsigned& vertShader, unsigned& fragShader, DataBlock& vertText,
-                  DataBlock& fragText) {
-    program = vertShader = fragShader = 0;
+/// Creates, compiles and links.
+/// @return the program, whose stages have logs that can be read; 0 when that is not possible here.
+unsigned buildProgram(ShaderStage& vert, ShaderStage& frag) {
     if (!canBuildPrograms()) {
         printf("ERR: shaders not available\n");
-        return false;
+        return 0;
     }
-    program = toNumber(createProgramObject());
-    vertShader = toNumber(createShaderObject(GL_VERTEX_SHADER_ARB));
-    fragShader = toNumber(createShaderObject(GL_FRAGMENT_SHADER_ARB));
-    setSource(vertShader, vertText);
-    setSource(fragShader, fragText);
-    compileInto(program, vertShader);
-    compileInto(program, fragShader);
+    const unsigned program = toNumber(createProgramObject());
+    compileInto(program, GL_VERTEX_SHADER_ARB, vert);
+    compileInto(program, GL_FRAGMENT_SHADER_ARB, frag);
     linkProgram(toHandle(program));
-    return true;
+    return program;
+}
+
+/// Notes that what is appended to stage next comes from that place of a file.
+void notePiece(ShaderStage& stage, const char* file, int from) {
+    if (shaderObserver)
+        stage.pieces.push_back({stage.text.Len(), nativePath(file), from});
 }
 
 /// Appends the file that an #INCLUDE line names to stage; without a stage the text is dropped.
-void appendInclude(const char* line, const char* dir, DataBlock* stage) {
+void appendInclude(const char* line, const char* dir, ShaderStage* stage) {
     char quoted[kMaxLine] = "";
     GetLineWord(line, quoted, 1);
     int nameLength = strlength(quoted) - 2;
@@ -237,33 +250,37 @@ void appendInclude(const char* line, const char* dir, DataBlock* stage) {
     DataBlock text;
     if (nameLength < 1 || !text.ReadFile(path.CStr()))
         printf("INCLEUD FILE DOENT EXIST!!@\n");
-    else if (stage)
-        stage->Append(&text);
+    else if (stage) {
+        notePiece(*stage, path.CStr(), 0);
+        stage->text.Append(&text);
+    }
 }
 
 /// The stage that a #SECTION line selects: current unless it names one.
-DataBlock* selectStage(const char* line, DataBlock* current, DataBlock& vertText, DataBlock& fragText) {
+ShaderStage* selectStage(const char* line, ShaderStage* current, ShaderStage& vert, ShaderStage& frag) {
     char name[kMaxLine] = "";
     GetLineWord(line, name, 1);
     if (strequal(name, "VERTEX", false))
-        return &vertText;
-    return strequal(name, "FRAGMENT", false) ? &fragText : current;
+        return &vert;
+    return strequal(name, "FRAGMENT", false) ? &frag : current;
 }
 
-void splitStages(const char* src, const char* dir, DataBlock& vertText, DataBlock& fragText) {
-    DataBlock* stage = nullptr;
+void splitStages(const char* src, const char* dir, const char* path, ShaderStage& vert, ShaderStage& frag) {
+    ShaderStage* stage = nullptr;
     char line[kMaxLine];
     for (int cursor = 0; cursor != -1;) {
+        const int start = cursor;
         GetNextLine(src, cursor, line, kMaxLine);
         char directive[kMaxLine] = "";
         GetLineWord(line, directive, 0);
         if (strequal(directive, "#SECTION", false)) {
-            stage = selectStage(line, stage, vertText, fragText);
+            stage = selectStage(line, stage, vert, frag);
         } else if (strequal(directive, "#INCLUDE", false)) {
             appendInclude(line, dir, stage);
         } else if (stage && *line) {
-            stage->Append(line);
-            stage->Append('\n');
+            notePiece(*stage, path, start);
+            stage->text.Append(line);
+            stage->text.Append('\n');
         }
     }
 }
@@ -271,26 +288,38 @@ void splitStages(const char* src, const char* dir, DataBlock& vertText, DataBloc
 } // namespace
 
 void ParseShaderSrc(const char* src, unsigned& program, unsigned& vertShader, unsigned& fragShader,
-                    const char* dir) {
-    DataBlock vertText, fragText;
-    splitStages(src ? src : "", dir ? dir : "", vertText, fragText);
-    vertText.AppendNull();
-    fragText.AppendNull();
-    if (!buildProgram(program, vertShader, fragShader, vertText, fragText))
+                    const char* dir, const char* path) {
+    ShaderStage vert, frag;
+    splitStages(src ? src : "", dir ? dir : "", path, vert, frag);
+    vert.text.AppendNull();
+    frag.text.AppendNull();
+    program = buildProgram(vert, frag);
+    vertShader = vert.shader;
+    fragShader = frag.shader;
+    if (!program)
         return;
     printShaderErrors("VERT", "VERT", vertShader, true);
     printShaderErrors("FRAG", "FRAG", fragShader, true);
+    if (shaderObserver)
+        shaderObserver->ProgramBuilt(path, program, vert, frag);
 }
 
 void makeprogram(unsigned& program, unsigned& vertShader, unsigned& fragShader, const char* vertFile,
                  const char* fragFile) {
-    DataBlock vertText, fragText;
-    vertText.ReadFile(vertFile);
-    fragText.ReadFile(fragFile);
-    if (!buildProgram(program, vertShader, fragShader, vertText, fragText))
+    ShaderStage vert, frag;
+    notePiece(vert, vertFile, 0);
+    notePiece(frag, fragFile, 0);
+    vert.text.ReadFile(vertFile);
+    frag.text.ReadFile(fragFile);
+    program = buildProgram(vert, frag);
+    vertShader = vert.shader;
+    fragShader = frag.shader;
+    if (!program)
         return;
     printShaderErrors("VERT", nativePath(vertFile).c_str(), vertShader, false);
     printShaderErrors("FRAG", nativePath(fragFile).c_str(), fragShader, false);
+    if (shaderObserver)
+        shaderObserver->ProgramBuilt("", program, vert, frag);
 }
 
 void readfile(const char* path, char* buffer) {

@@ -15,7 +15,38 @@
 //     void main() { ... }
 #pragma once
 
+#include "datablock.h"
+
+#include <string>
+#include <vector>
+
 class Texture;
+
+/// Bytes of a shader stage's text that were taken from a file as they are, up to the next piece.
+struct ShaderPiece {
+    int at;           ///< where they begin in the text
+    std::string file; ///< path as opened
+    int from;         ///< where they begin in the file
+};
+
+/// One stage of a program.
+struct ShaderStage {
+    DataBlock text;                  ///< what the driver gets, its terminator included
+    std::vector<ShaderPiece> pieces; ///< of the text, in their order; left empty when nobody listens
+    unsigned shader = 0;             ///< the shader object
+};
+
+/// Hears of programs that have been built or could not be, after the lines that this module prints.
+class ShaderObserver {
+public:
+    virtual ~ShaderObserver() = default;
+    /// @param path of the file that both stages come from; "" for a text or two files
+    virtual void ProgramBuilt(const char* path, unsigned program, const ShaderStage& vert,
+                              const ShaderStage& frag) = 0;
+};
+
+/// The one observer of the process, not owned; null, as in the engine program, when nobody listens.
+extern ShaderObserver* shaderObserver;
 
 /// Checks the extension string and fetches the entry points from the current context. Prints "ERRRRRUR" when
 /// a shader extension is missing, "SHADING FAYUL" when a shader entry point is, both without a line end.
@@ -28,7 +59,11 @@ void glUseProgramObjectARB_PTR(unsigned program);
 /// Whether OpenGL accepts program as the current one.
 bool isProgramLinked(unsigned program);
 
-/// Binds a framebuffer object to target; 0 is the window.
+/// The framebuffer object that stands for the window: 0, the window itself, as in the engine program, unless
+/// a program around the engine draws elsewhere.
+extern unsigned screenFramebuffer;
+
+/// Binds a framebuffer object to target; 0 is the window, or what stands for it.
 void glBindFramebufferEXT_PTR(unsigned target, unsigned framebuffer);
 
 /// @return the location of the uniform called name in program, -1 when there is none.
@@ -41,12 +76,16 @@ void glUniform1f_PTR(int location, float value);
 /// texture name. The framebuffer stays bound, complete or not; without the entry points fbo stays 0.
 void TexCreateSetupFBO(Texture* tex);
 
+/// Deletes tex's framebuffer, which ends being the bound one, and its depth renderbuffer. The texture stays.
+void TexDeleteFBO(Texture* tex);
+
 /// Splits the text src into its two stages and builds a program from them. Lines before the first #SECTION
 /// are dropped; the directive and stage words compare without regard to case; an included file is taken as it
 /// is, its own directives are not followed. The compiler's complaints are printed per stage.
 /// @param dir where "include" lies, with its last separator; empty for the working directory.
+/// @param path of the text's file, for the observer.
 void ParseShaderSrc(const char* src, unsigned& program, unsigned& vertShader, unsigned& fragShader,
-                    const char* dir);
+                    const char* dir, const char* path = "");
 
 /// Builds a program from two whole files; a file that cannot be opened gives empty source.
 void makeprogram(unsigned& program, unsigned& vertShader, unsigned& fragShader, const char* vertFile,

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <random>
 #include <tuple>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -21,6 +22,13 @@ struct Channel {
     float end = -1;
     bool looping = false;
 };
+
+int threadCount() {
+    const std::filesystem::directory_iterator tasks("/proc/self/task");
+    return static_cast<int>(std::distance(begin(tasks), end(tasks)));
+}
+
+int threadsBefore = 0;
 
 /// The channel rule as a ranking: the best class wins, within it the nearest in that class's direction.
 int chooseChannel(const std::vector<Channel>& channels, int sound, int last, float now) {
@@ -227,4 +235,22 @@ TEST_F(ManagerAudioTest, StreamsMusic) {
         EXPECT_EQ(music.musics[7].getStatus(), good ? sf::Music::Playing : sf::Music::Stopped);
         music.Play(8);
     }
+}
+
+// A script's os.exit while music played aborted the program now and then: the players' threads used the audio
+// library while it was taken down.
+TEST_F(ManagerAudioTest, MusicEndsBeforeTheProcessDoes) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    writeWave("tune.wav", 1, 8000, 16000);
+    const auto exitWithMusic = [] {
+        threadsBefore = threadCount();
+        std::atexit([] { _exit(threadCount() - threadsBefore); }); // runs after what is registered later
+        MusicManager music;
+        for (int i = 0; i < music.musicCount; ++i) {
+            music.LoadFile(i, "tune.wav");
+            music.Play(i);
+        }
+        std::exit(99);
+    };
+    EXPECT_EXIT(exitWithMusic(), testing::ExitedWithCode(0), "");
 }
