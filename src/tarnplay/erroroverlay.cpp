@@ -23,6 +23,57 @@ constexpr float kSmallest = 11, kLargest = 30; // pixels of a text unit
 constexpr float kColours[][3] = {
     {1, 0.45f, 0.4f}, {0.85f, 0.87f, 0.9f}, {1, 0.9f, 0.35f}, {0.6f, 0.63f, 0.68f}};
 
+// ---- Text in the font's codes, which are those of Latin-1
+
+// @param start of a character; becomes that of the next
+// @return its code point; a byte that is no UTF-8 stands for itself
+unsigned nextCodePoint(const std::string& text, std::size_t& start) {
+    const auto byte = [&text](std::size_t at) { return static_cast<unsigned char>(text[at]); };
+    const unsigned first = byte(start++);
+    const std::size_t more = first >= 0xf0 && first < 0xf8 ? 3 : first >= 0xe0 ? 2 : 1;
+    if (first < 0xc2 || first >= 0xf8 || start + more > text.size())
+        return first;
+    unsigned code = first & (0x3fu >> more);
+    for (std::size_t i = 0; i < more; ++i) {
+        if ((byte(start + i) & 0xc0u) != 0x80)
+            return first;
+        code = code << 6 | (byte(start + i) & 0x3fu);
+    }
+    start += more;
+    return code;
+}
+
+std::string toFont(const std::string& text) {
+    std::string result;
+    for (std::size_t at = 0; at < text.size();) {
+        const unsigned code = nextCodePoint(text, at);
+        const bool shown = code < 0x7f || (code >= 0xa0 && code <= 0xff);
+        result += static_cast<char>(shown ? code : '?');
+    }
+    return result;
+}
+
+// The engine's metrics cut some glyphs, for scripts whose texts were laid out with them: these are as wide as
+// the glyphs are. Digits keep their common width.
+void measure(const sf::Image& image, FontProps& metrics) {
+    constexpr unsigned kGap = 5; // columns between glyphs
+    const unsigned side = image.getSize().x / 16;
+    for (unsigned code = '!'; code < 256; ++code) {
+        unsigned first = side, end = 0;
+        for (unsigned i = 0; i < side * side; ++i) {
+            if (image.getPixel(code % 16 * side + i % side, code / 16 * side + i / side).a < 64)
+                continue;
+            first = std::min(first, i % side);
+            end = std::max(end, i % side + 1);
+        }
+        if (first >= end)
+            continue;
+        metrics.offsets[code] = static_cast<float>(first + end) / static_cast<float>(2 * side) - 0.5f;
+        if (code < '0' || code > '9')
+            metrics.widths[code] = static_cast<float>(end - first + kGap) / static_cast<float>(side);
+    }
+}
+
 // The bytes from start on that fit.
 std::size_t fitting(const std::string& text, std::size_t start, const FontProps& metrics, float widest) {
     float width = 0;
@@ -81,6 +132,8 @@ void ErrorOverlay::Show(std::vector<OverlayLine> newLines) {
     if (newLines.empty())
         picture.width = 0;
     lines = std::move(newLines);
+    for (OverlayLine& line : lines)
+        line.text = toFont(line.text);
     builtFor = 0;
 }
 
@@ -158,6 +211,7 @@ void ErrorOverlay::privLoadFont() {
     sf::Image image;
     if (font.texId != 0 || !image.loadFromMemory(overlay_font, overlay_font_size))
         return;
+    measure(image, metrics);
     glGenTextures(1, &font.texId);
     font.Bind();
     glTexParameteri(GL_TEXTURE_2D, GL_GENERATE_MIPMAP, GL_TRUE);

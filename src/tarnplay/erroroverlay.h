@@ -14,7 +14,7 @@ class CoreThingy;
 struct OverlayLine {
     enum Kind { Title, Plain, Failing, Faint };
     Kind kind;
-    std::string text;
+    std::string text; // UTF-8; what the font has not is shown as "?"
 };
 
 /// See the top of this file. It needs nothing of the game's media. Needs the OpenGL context from Draw on.

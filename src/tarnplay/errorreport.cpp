@@ -15,12 +15,15 @@
 
 namespace {
 
+constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
 constexpr char kNoFunction[] = "attempt to call a nil value";
-constexpr int kAround = 2; // lines of excerpt before and after the place
+constexpr char kStackOverflow[] = "stack overflow"; // without a position
+constexpr int kAround = 2;                          // lines of excerpt before and after the place
 constexpr int kTabWidth = 4;
 constexpr int kWidth = 120;      // characters of an excerpt's line
 constexpr int kBeforeCaret = 60; // of these, where a line is cut
-constexpr int kMessageLines = 6;
+// A missing module's message lists 30 places.
+constexpr int kMessageLines = 200;
 constexpr int kMessageWidth = 400;                      // characters
 constexpr std::size_t kMostMessage = 4 * kMessageWidth; // bytes
 constexpr std::size_t kCallSites = 6;
@@ -102,6 +105,60 @@ int takeMoonLine(std::string& message) {
     return line;
 }
 
+// ---- Rewording
+
+// "module 'name' not found:" is followed by all places, the system's before the game's.
+void putOwnPlacesFirst(std::string& message) {
+    const std::size_t head = message.find('\n');
+    if (message.compare(0, 8, "module '") != 0 || head == std::string::npos)
+        return;
+    std::vector<std::string> places;
+    for (std::size_t start = head; start != std::string::npos; start = message.find('\n', start + 1))
+        places.push_back(message.substr(start, message.find('\n', start + 1) - start));
+    std::stable_partition(places.begin(), places.end(), [](const std::string& place) {
+        return place.find("'./scripts/") != std::string::npos;
+    });
+    message.erase(head);
+    for (const std::string& place : places)
+        message += place;
+}
+
+// Puts what the author wrote in place of a name that the compiler has made, as "local '_with_0' (a nil
+// value)".
+// @return that; empty when nothing was found, or more than a name is meant
+std::string rewordMadeUpName(const SourceLines& source, int compiledLine, std::string& message) {
+    for (std::size_t quote = message.find(" '_"); quote != std::string::npos;
+         quote = message.find(" '_", quote + 1)) {
+        const std::size_t end = message.find("' (a ", quote + 2);
+        const std::size_t close = message.find(')', end);
+        const std::size_t kind = quote == 0 ? std::string::npos : message.rfind(' ', quote - 1);
+        if (close == std::string::npos || kind == std::string::npos)
+            return "";
+        const std::string name = message.substr(quote + 2, end - quote - 2);
+        if (!IsMadeUp(name))
+            continue;
+        const std::string meant = source.MeaningOf(name, compiledLine);
+        if (meant.empty())
+            message.replace(kind + 1, close - kind, message.substr(end + 3, close - end - 3));
+        else
+            message.replace(kind + 1, end - kind, "'" + meant + "'");
+        return meant;
+    }
+    return "";
+}
+
+// "(to close 'if' at line 507)" counts the lines of the compiled Lua.
+void rewordLine(const SourceLines& source, std::string& message) {
+    const std::string before = "' at line ";
+    const std::size_t closing = message.find(" (to close '");
+    const std::size_t at = closing == std::string::npos ? closing : message.find(before, closing);
+    if (at == std::string::npos)
+        return;
+    const std::size_t digits = at + before.size();
+    const int line = source.Find({std::atoi(message.c_str() + digits)}, {});
+    message.replace(digits, message.find_first_not_of("0123456789", digits) - digits, std::to_string(line));
+}
+
 // ---- Sources
 
 // Sources that a report has read already.
@@ -166,18 +223,7 @@ std::string clipped(const std::string& text, int first, int width) {
 }
 
 void addExcerpt(const SourceLines& source, const ErrorHint& hint, ErrorReport& report) {
-    const std::string& failing = source.Line(report.line);
-    const std::size_t spot = FindColumn(failing, hint);
-    const int column = characters(printable(failing.substr(0, spot)));
-    const int first = column < kWidth ? 0 : column - kBeforeCaret;
-    report.caretColumn = column - first;
-    const int last = std::min(source.Count(), std::max(report.line + kAround, 2 * kAround + 1));
-    for (int line = std::max(1, std::min(report.line - kAround, last - 2 * kAround)); line <= last; ++line) {
-        // A huge line is cut before its characters are looked at one by one.
-        const std::size_t most = static_cast<std::size_t>(line == report.line ? spot : 0) + 4 * kWidth;
-        const std::string text = printable(source.Line(line).substr(0, most));
-        report.excerpt.push_back({line, clipped(text, line == report.line ? first : 0, kWidth)});
-    }
+    AddExcerpt(source, FindColumn(source.Line(report.line), hint), report);
 }
 
 // ---- Making a report
@@ -267,11 +313,30 @@ void completeWithoutPlace(const ErrorStack& stack, const std::string& script, So
     report.file = script;
     report.line = 1;
     const SourceLines& source = sources.Of(script, "");
-    const int line = source.FindTailCall(stack.builtin, report.message, callback ? callback : "");
+    const bool full = report.message == kStackOverflow;
+    const int line = full ? source.FindRecursion()
+                          : source.FindTailCall(stack.builtin, report.message, callback ? callback : "");
+    if (full && line == 0)
+        report.message += ": a function calls itself without end (no room was left to tell where)";
     if (line == 0)
         return;
     report.line = line;
-    addExcerpt(source, {{stack.builtin}, "", ""}, report);
+    addExcerpt(source, full ? ErrorHint() : ErrorHint{{stack.builtin}, "", ""}, report);
+}
+
+// What the message tells of the spot, after it has been put in the author's terms.
+ErrorHint readHint(const SourceLines& source, int compiledLine, std::string& message) {
+    if (!source.IsCompiled())
+        return ReadHint(message);
+    rewordLine(source, message);
+    const std::string meant = rewordMadeUpName(source, compiledLine, message);
+    ErrorHint hint = ReadHint(message);
+    if (meant.empty())
+        return hint;
+    const std::size_t last = meant.find_last_of(".@");
+    hint.names = {meant.substr(last == std::string::npos ? 0 : last + 1)};
+    hint.kind = last == std::string::npos ? "local" : "field";
+    return hint;
 }
 
 ErrorReport makeReport(const ErrorStack& stack, ScriptStage stage, const std::string& script) {
@@ -281,6 +346,7 @@ ErrorReport makeReport(const ErrorStack& stack, ScriptStage stage, const std::st
         place = takePlace(report.message, stack);
     if (!place && !stack.frames.empty())
         place = placeOf(stack.frames.front());
+    putOwnPlacesFirst(report.message);
     Sources sources;
     addCallSites(stack, place, sources, report);
     if (!place) {
@@ -288,7 +354,7 @@ ErrorReport makeReport(const ErrorStack& stack, ScriptStage stage, const std::st
         return report;
     }
     const SourceLines& source = sources.Of(place->file, place->text);
-    ErrorHint hint = ReadHint(report.message);
+    ErrorHint hint = readHint(source, place->span.line, report.message);
     const bool innermost = !stack.frames.empty() && sameSpot(*place, stack.frames.front());
     if (innermost && hint.names.empty() && !stack.builtin.empty())
         hint.names.push_back(stack.builtin);
@@ -296,6 +362,8 @@ ErrorReport makeReport(const ErrorStack& stack, ScriptStage stage, const std::st
         innermost ? source.FindTailCall(stack.builtin, report.message, source.Code(place->span.line)) : 0;
     report.file = place->file.empty() ? place->name : place->file;
     const bool known = place->span.line < 0; // the compiler itself names the source's line
+    if (known && source.Line(1).compare(0, sizeof kByteOrderMark - 1, kByteOrderMark) == 0)
+        report.message += ": the file begins with a byte order mark, which MoonScript cannot read";
     report.line = known  ? std::clamp(-place->span.line, 1, std::max(1, source.Count()))
                   : tail ? tail
                          : source.Find(place->span, hint);
@@ -324,10 +392,9 @@ std::string indentedLines(const std::string& message) {
             "\n";
         start = end + 1;
     }
-    return text;
+    return start < message.size() ? text + "    ...\n" : text;
 }
 
-// Where the process was started: the directory in which a terminal looks for the files that are named to it.
 std::filesystem::path currentDirectory() {
     std::error_code error;
     return std::filesystem::current_path(error);
@@ -335,10 +402,11 @@ std::filesystem::path currentDirectory() {
 
 const std::filesystem::path startDirectory = currentDirectory();
 
-// What leads from there to the game's root, in which the process runs now.
-std::string rootFromStart() {
-    const std::string path = currentDirectory().lexically_relative(startDirectory).generic_string();
-    return path.empty() || path == "." ? "" : path + "/";
+// The path that leads to a file of the game, in whose root the process runs, from where it was started.
+std::string fromStart(const std::string& name) {
+    const std::filesystem::path path = (currentDirectory() / name).lexically_normal();
+    const std::string relative = path.lexically_relative(startDirectory).generic_string();
+    return relative.empty() ? name : relative;
 }
 
 // ---- The feature
@@ -368,7 +436,10 @@ public:
             return;
         latestKey = key;
         latest = makeReport(stack, stage, std::string("scripts/") + player.scriptName.CStr());
-        waiting += latest->Text(rootFromStart());
+        const std::string text = latest->Text();
+        waiting += text;
+        if (!player.survives)
+            player.Report(STATUS_SCRIPT_ERROR, text.substr(0, text.size() - 1));
     }
 
 private:
@@ -386,10 +457,10 @@ private:
 
 } // namespace
 
-std::string ErrorReport::Text(const std::string& root) const {
-    const auto position = [&root](const std::string& name, int number) {
+std::string ErrorReport::Text() const {
+    const auto position = [](const std::string& name, int number) {
         const bool isText = name.compare(0, 1, "[") == 0; // a chunk that came from no file
-        return (isText ? "" : root) + name + ":" + std::to_string(number) + ": ";
+        return (isText ? name : fromStart(name)) + ":" + std::to_string(number) + ": ";
     };
     std::string text = position(file, line) + indentedLines(message);
     const int width = static_cast<int>(std::to_string(line + kAround).size()) + 2;
@@ -401,6 +472,19 @@ std::string ErrorReport::Text(const std::string& root) const {
     for (const CallSite& site : callSites)
         text += position(site.file, site.line) + "in " + site.function + "\n";
     return text;
+}
+
+void AddExcerpt(const SourceLines& source, std::size_t spot, ErrorReport& report) {
+    const int column = characters(printable(source.Line(report.line).substr(0, spot)));
+    const int first = column < kWidth ? 0 : column - kBeforeCaret;
+    report.caretColumn = column - first;
+    const int last = std::min(source.Count(), std::max(report.line + kAround, 2 * kAround + 1));
+    for (int line = std::max(1, std::min(report.line - kAround, last - 2 * kAround)); line <= last; ++line) {
+        // A huge line is cut before its characters are looked at one by one.
+        const std::size_t most = static_cast<std::size_t>(line == report.line ? spot : 0) + 4 * kWidth;
+        const std::string text = printable(source.Line(line).substr(0, most));
+        report.excerpt.push_back({line, clipped(text, line == report.line ? first : 0, kWidth)});
+    }
 }
 
 ErrorReport MakeErrorReport(lua_State* L, ScriptStage stage, const std::string& script) {

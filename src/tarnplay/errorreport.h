@@ -8,6 +8,7 @@
 #include <vector>
 
 class Feature;
+class SourceLines;
 
 struct ExcerptLine {
     int number;       ///< from 1
@@ -30,10 +31,14 @@ struct ErrorReport {
     int caretColumn;                  ///< characters of the line's excerpt before the spot
     std::vector<CallSite> callSites;  ///< innermost first, without the place itself
 
-    /// All of it; each line ends with a newline.
-    /// @param root put before the names of files
-    std::string Text(const std::string& root = "") const;
+    /// All of it; each line ends with a newline. Files are named from where the process was started: the
+    /// directory in which a terminal looks for the files that are named to it.
+    std::string Text() const;
 };
+
+/// Adds the lines around the report's line.
+/// @param spot bytes of that line before what is to be pointed at
+void AddExcerpt(const SourceLines& source, std::size_t spot, ErrorReport& report);
 
 /// Makes the report of the value on top of the stack, with the calls that are under way; see ErrorSink for
 /// what it may do.

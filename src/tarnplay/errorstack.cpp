@@ -273,6 +273,7 @@ void addThreadFrames(lua_State* L, ErrorStack& stack) {
         if (frame.function.empty())
             frame.function = "a coroutine";
     stack.frames.insert(stack.frames.begin(), inner.begin(), inner.end());
+    stack.builtin.clear(); // that has only passed the coroutine's error on
 }
 
 // The compiler's functions that load a file take its name as a variable argument or as their first local.

@@ -23,8 +23,13 @@ public:
     virtual void DrawEnded(Player&) {}
     /// The picture of the drawn frame is complete in the back buffer, and the frame counts in drawnFrames.
     virtual void PictureReady(Player&) {}
+    /// The picture has been handed to the screen.
+    virtual void Presented(Player&) {}
     /// The script has raised an error; see ErrorSink.
     virtual void ScriptError(Player&, lua_State*, ScriptStage) {}
+    /// The process ends while the script does not return: Ended will not be called. Called by another thread
+    /// than the script's.
+    virtual void Abandoned(Player&) {}
     /// The player has ended, whatever the reason; its window is still open. A status may still be reported.
     virtual void Ended(Player&) {}
 };

@@ -45,10 +45,11 @@ std::string findProgram(const char* name) {
 // OpenGL's rows start at the bottom; video wants even sides, so an odd one gets a black edge.
 Words packingOf(const std::string& path) {
     if (endingOf(path) == ".gif")
-        // A palette for each picture: one for all of them would keep the whole film in memory. Viewers slow
-        // pictures of a single hundredth of a second down, so each takes two.
+        // A palette for each picture: one for all of them would keep the whole film in memory. So no part of
+        // a picture may stay as it was under the palette before. Viewers slow pictures of a single hundredth
+        // of a second down, so each takes two.
         return {"-vf", "vflip,fps=50,split[a][b];[a]palettegen=stats_mode=single[p];"
-                       "[b][p]paletteuse=new=1:dither=bayer:bayer_scale=4:diff_mode=rectangle"};
+                       "[b][p]paletteuse=new=1:dither=bayer:bayer_scale=4"};
     return {"-vf",       "vflip,pad=ceil(iw/2)*2:ceil(ih/2)*2",
             "-c:v",      "libx264",
             "-crf",      "16",
@@ -186,9 +187,8 @@ private:
     void fail(Player& player, const char* why) {
         ended = true;
         sink.Close();
-        const std::string text = player.options.film + ": " + why;
-        fprintf(stderr, "ERR: %s.\n", text.c_str());
-        player.End(STATUS_SCRIPT_ERROR, text);
+        player.findings.Tell(STATUS_SCRIPT_ERROR, player.options.film + ": " + why);
+        player.End(STATUS_SCRIPT_ERROR);
     }
 
     const std::string program;
@@ -205,10 +205,11 @@ std::string CheckFilm(const std::string& path) {
     return ending == ".mp4" || ending == ".gif" ? "" : "'" + path + "' is neither an .mp4 nor a .gif file";
 }
 
-std::unique_ptr<Feature> MakeFilm() {
+std::unique_ptr<Feature> MakeFilm(Player& player) {
     const std::string program = findProgram("ffmpeg");
     if (!program.empty())
         return std::make_unique<Film>(program);
-    fprintf(stderr, "ERR: --film needs ffmpeg, which is not in PATH (Debian: apt install ffmpeg).\n");
+    player.findings.Tell(STATUS_SCRIPT_ERROR,
+                         "--film needs ffmpeg, which is not in PATH (Debian: apt install ffmpeg)");
     return nullptr;
 }

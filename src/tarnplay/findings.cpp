@@ -2,6 +2,7 @@
 #include "findings.h"
 
 #include <algorithm>
+#include <cstdio>
 
 void Findings::Add(ExitStatus status, const std::string& text) {
     const std::lock_guard<std::mutex> lock(guard);
@@ -11,6 +12,11 @@ void Findings::Add(ExitStatus status, const std::string& text) {
         found.push_back({status, text});
     else if (known->text.empty())
         known->text = text;
+}
+
+void Findings::Tell(ExitStatus status, const std::string& text) {
+    fprintf(stderr, "ERR: %s.\n", text.c_str());
+    Add(status, text);
 }
 
 ExitStatus Findings::Status() const {

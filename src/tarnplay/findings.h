@@ -3,6 +3,7 @@
 
 #include "options.h"
 
+#include <atomic>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -18,6 +19,11 @@ class Findings {
 public:
     /// A status that is known already keeps its text, unless that is empty.
     void Add(ExitStatus status, const std::string& text);
+    /// Adds it, and prints one line of it to standard error.
+    void Tell(ExitStatus status, const std::string& text);
+    /// The run has come to its end: what was not found has not happened.
+    void Complete() { complete = true; }
+    bool IsComplete() const { return complete; }
     /// @return the first finding's, STATUS_FINE without any
     ExitStatus Status() const;
     std::vector<Finding> All() const;
@@ -25,4 +31,5 @@ public:
 private:
     mutable std::mutex guard;
     std::vector<Finding> found;
+    std::atomic<bool> complete = false;
 };

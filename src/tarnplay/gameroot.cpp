@@ -1,9 +1,9 @@
 // Finding the game's root.
 #include "gameroot.h"
 
-#include "options.h"
+#include "findings.h"
+#include "strfuncs.h"
 
-#include <cstdio>
 #include <filesystem>
 #include <vector>
 
@@ -81,16 +81,27 @@ bool findByPath(const std::string& path, const std::string& root, GameScript& fo
     return false;
 }
 
-// A script that is not there. The engine itself tells of one that is missing in a game.
-bool nameMissing(const std::string& path, const fs::path& base, GameScript& found, std::string& problem) {
-    const std::string name = belowScripts(path);
-    if (!name.empty() && fs::is_directory(base / kScripts)) {
-        found = {base.string(), name};
-        return true;
-    }
-    problem = "there is no script " + path + ": looked for " + fs::absolute(path).string() + " and " +
-              (base / kScripts / name).string() + "; --root names the game's directory";
-    return false;
+bool isDirectory(const fs::path& path) {
+    std::error_code error;
+    return fs::is_directory(path, error);
+}
+
+// The engine runs whatever is no MoonScript as Lua; a name that ends otherwise is a slip here.
+bool isScriptName(const std::string& path) {
+    std::string ending = fs::path(path).extension().string();
+    toLower(ending.data());
+    return ending == ".lua" || ending == ".moon";
+}
+
+// What is wrong with a path that leads to no file.
+std::string missingScript(const std::string& path, const fs::path& base) {
+    const fs::path here = fs::absolute(path).lexically_normal();
+    const fs::path below = (base / kScripts / belowScripts(path)).lexically_normal();
+    if (isDirectory(here) || (!belowScripts(path).empty() && isDirectory(below)))
+        return path + " is a directory";
+    return "no such script: " + path + " (looked for " + here.string() +
+           (here == below ? ")" : " and " + below.string() + ")") +
+           (isDirectory(base / kScripts) ? "" : "; --root names the game's directory");
 }
 
 } // namespace
@@ -98,16 +109,19 @@ bool nameMissing(const std::string& path, const fs::path& base, GameScript& foun
 bool FindGame(const std::string& script, const std::string& root, GameScript& found, std::string& problem) {
     const std::string path = withoutSlashes(script);
     const fs::path base = root.empty() ? fs::current_path() : fs::path(withoutSlashes(root));
-    if (findBelow(base, path, found))
-        return true;
-    if (!root.empty() && !fs::is_directory(base / kScripts)) {
+    const bool isBelow = findBelow(base, path, found);
+    if (!isBelow && !root.empty() && !isDirectory(base / kScripts))
         problem = base.string() + " holds no scripts directory; --root names a directory that does";
-        return false;
-    }
-    return isFile(path) ? findByPath(path, root, found, problem) : nameMissing(path, base, found, problem);
+    else if (!isBelow && !isFile(path))
+        problem = missingScript(path, base);
+    else if (!isScriptName(path))
+        problem = path + " is neither .lua nor .moon";
+    else
+        return isBelow || findByPath(path, root, found, problem);
+    return false;
 }
 
-bool EnterGame(Options& options) {
+bool EnterGame(Options& options, Findings& findings) {
     GameScript game;
     std::string problem;
     std::error_code error;
@@ -119,6 +133,6 @@ bool EnterGame(Options& options) {
             return true;
         problem = "cannot change into " + game.root + ": " + error.message();
     }
-    fprintf(stderr, "ERR: %s.\n", problem.c_str());
+    findings.Tell(STATUS_USAGE, problem);
     return false;
 }

@@ -3,6 +3,7 @@
 
 #include <string>
 
+class Findings;
 struct Options;
 
 /// A script in its game.
@@ -17,9 +18,9 @@ struct GameScript {
 /// @param root the directory to use in place of what would be found, also for scripts outside its scripts/;
 /// empty: none
 /// @param problem becomes a line that tells what to do; untouched otherwise
-/// @return false when the script belongs to no root
+/// @return false when there is no such script, it ends neither in .lua nor in .moon, or belongs to no root
 bool FindGame(const std::string& script, const std::string& root, GameScript& found, std::string& problem);
 
 /// Changes into the game's root, and the options' script becomes what the engine reads there.
-/// @return false after one line on standard error
-bool EnterGame(Options& options);
+/// @return false after telling why not
+bool EnterGame(Options& options, Findings& findings);

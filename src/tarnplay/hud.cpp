@@ -147,7 +147,10 @@ private:
 
 class Hud : public Feature {
 public:
-    void StateReady(Player& player) override { apiProbe.Install(player.luaState); }
+    void StateReady(Player& player) override {
+        apiProbe.Install(player.luaState);
+        callsAtStart = 0; // a game that starts anew is counted anew
+    }
     void FrameBegins(Player&) override {
         const std::int64_t now = SteadyNow();
         current.frame = frameBegan ? static_cast<double>(now - frameBegan) / 1e9 : 0;

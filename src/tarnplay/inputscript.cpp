@@ -8,16 +8,21 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <sstream>
 
 namespace {
 
-constexpr int kLongestLine = 1000;    // bytes; anything longer is no input script
+constexpr int kLongestLine = 16384;   // bytes; anything longer is no input script
 constexpr int kFarthestPixel = 16384; // no window is larger
-constexpr const char* kNoSetting = "neither a frame nor seed N, size WIDTH HEIGHT, shaders off, frames N: ";
-constexpr std::size_t kQuoted = 40; // bytes of a wrong word that a message shows
+constexpr const char* kNoSetting =
+    "neither a frame nor seed N, size WIDTH HEIGHT, shaders off, frames N, save KEY TEXT: ";
+constexpr std::size_t kLongestKey = 4096;         // bytes; no path is longer
+constexpr std::size_t kSaveText = 200;            // bytes of a save that one line holds
+constexpr char kByteOrderMark[] = "\xef\xbb\xbf"; // some editors begin a text with it
+constexpr std::size_t kQuoted = 40;               // bytes of a wrong word that a message shows
 
 // In the order of their codes.
 const char* const kKeys[] = {
@@ -209,12 +214,51 @@ bool readSize(const Words& words, InputScript& script) {
     return true;
 }
 
+bool isEncoded(unsigned char byte) {
+    return byte <= ' ' || byte == 127 || byte == '%' || byte == '#';
+}
+
+std::string encoded(const std::string& text) {
+    std::string word;
+    for (const unsigned char byte : text) {
+        char code[4];
+        snprintf(code, sizeof code, isEncoded(byte) ? "%%%02x" : "%c", byte);
+        word += code;
+    }
+    return word;
+}
+
+std::optional<std::string> decoded(const std::string& word) {
+    std::string text;
+    for (std::size_t at = 0; at < word.size(); ++at) {
+        const bool code = word[at] == '%';
+        char* end = nullptr;
+        const std::string digits = code ? word.substr(at + 1, 2) : "";
+        text += code ? static_cast<char>(std::strtol(digits.c_str(), &end, 16)) : word[at];
+        if (code && (digits.size() != 2 || *end != '\0'))
+            return std::nullopt;
+        at += digits.size();
+    }
+    return text;
+}
+
+bool readSave(const Words& words, InputScript& script) {
+    const auto key = decoded(words[1]);
+    const auto text = decoded(words.size() > 2 ? words[2] : "");
+    if (!key || !text || words.size() > 3)
+        return false;
+    script.saves[*key] += *text;
+    return true;
+}
+
 // @return false for a line that has no frame and is none of these settings either
 bool readSetting(const Words& words, InputScript& script) {
     if (words.size() < 2)
         return false;
     if (words[0] == "size")
         return readSize(words, script);
+    if (words[0] == "save")
+        return readSave(words, script);
     const auto number = wholeNumber(words[1], 0, UINT_MAX);
     if (words.size() > 2 || (words[0] != "shaders" && !number))
         return false;
@@ -229,9 +273,8 @@ bool readSetting(const Words& words, InputScript& script) {
     return true;
 }
 
-bool complain(const std::string& path, int line, const std::string& problem) {
-    fprintf(stderr, "%s:%i: %s\n", path.c_str(), line, problem.c_str());
-    return false;
+std::string problemAt(const std::string& path, int line, const std::string& problem) {
+    return path + ':' + std::to_string(line) + ": " + problem;
 }
 
 std::string keyName(int code) {
@@ -280,20 +323,31 @@ std::string InputScript::Read(const std::string& line) {
     return words[1] == "hash" ? readHash(*frame, words, *this) : readEvent(*frame, words, *this);
 }
 
-bool InputScript::Load(const std::string& path) {
+std::string InputScript::Load(const std::string& path) {
     std::ifstream file(path);
     char line[kLongestLine + 1];
     int number = 0;
     while (file.getline(line, sizeof line)) {
-        const std::string problem = Read(line);
+        const bool marked = number == 0 && std::strncmp(line, kByteOrderMark, 3) == 0;
+        const std::string problem = Read(marked ? line + 3 : line);
         if (++number; !problem.empty())
-            return complain(path, number, problem);
+            return problemAt(path, number, problem);
     }
+    if (file.gcount() > 0 && !file.eof())
+        return problemAt(path, number + 1, "this line is too long");
     if (!file.eof() || file.bad())
-        return complain(path, number + 1, file.gcount() > 0 ? "this line is too long" : "cannot be read");
+        return path + ": cannot be read";
     std::stable_sort(events.begin(), events.end(),
                      [](const InputEvent& a, const InputEvent& b) { return a.frame < b.frame; });
-    return true;
+    return "";
+}
+
+std::string SaveLines(const std::string& key, const std::string& text) {
+    std::string lines;
+    for (std::size_t at = 0; key.size() <= kLongestKey && (at == 0 || at < text.size()); at += kSaveText)
+        lines +=
+            "save " + encoded(key) + (text.empty() ? "" : ' ' + encoded(text.substr(at, kSaveText))) + '\n';
+    return lines;
 }
 
 std::string InputLine(const InputEvent& event) {

@@ -24,7 +24,11 @@
 //     seed 7                     of the random numbers
 //     shaders off                left out when they were on
 //     frames 90                  how many it had
+//     save best.txt 1%20200      what a key of saved strings held when the script first read it
 //     1 hash 44bc2cf5ad770999    of the frame's picture, see picturehash.h
+//
+// In a save's key and text, blanks, line ends, "%" and "#" are "%" and two hexadecimal digits. A text that is
+// empty or missing is left out; a long one goes on in more lines of its key.
 
 /// Something that happens before the Draw of one frame. A MouseMoved event stands for the pointer's new
 /// place.
@@ -35,8 +39,9 @@ struct InputEvent {
 
 /// See the top of this file.
 struct InputScript {
-    std::vector<InputEvent> events;      ///< ascending frames
-    std::map<int, std::uint64_t> hashes; ///< by frame
+    std::vector<InputEvent> events;           ///< ascending frames
+    std::map<int, std::uint64_t> hashes;      ///< by frame
+    std::map<std::string, std::string> saves; ///< texts by key
     std::optional<unsigned> seed;
     int width = 0, height = 0; ///< pixels; 0: not said
     bool shaders = true;
@@ -45,9 +50,13 @@ struct InputScript {
     /// Reads one line.
     /// @return what is wrong with it, empty for nothing
     std::string Read(const std::string& line);
-    /// Reads a whole file. Prints the first thing that is wrong with it to standard error.
-    bool Load(const std::string& path);
+    /// Reads a whole file.
+    /// @return the first thing that is wrong with it, after "PATH:LINE: " or "PATH: "; empty for nothing
+    std::string Load(const std::string& path);
 };
+
+/// @return the lines of a save; empty for a key that is too long to be a file's path
+std::string SaveLines(const std::string& key, const std::string& text);
 
 /// @return the line of an event without its line end, empty for one that no script can tell
 std::string InputLine(const InputEvent& event);

@@ -1,17 +1,21 @@
 // Writing JUnit's XML.
 #include "junit.h"
 
-#include "player.h"
-
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
+
+namespace fs = std::filesystem;
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
 const Clock::time_point started = Clock::now();
+
+const std::string kHead = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuite name=\"tarnplay\" ";
 
 /// A test case, and the status that fails it.
 struct TestCase {
@@ -73,15 +77,17 @@ std::string firstLine(const std::string& text) {
 
 std::vector<TestCase> testCases(const Options& options) {
     const bool hasPictures = !options.expected.empty() || options.check;
-    return {{STATUS_SCRIPT_ERROR, "the script runs", "ScriptError", true},
+    return {{STATUS_USAGE, "the run can begin", "WrongArguments", false},
+            {STATUS_SCRIPT_ERROR, "the script runs", "ScriptError", true},
             {STATUS_OPENGL_ERROR, "no OpenGL error", "OpenGLError", true},
             {STATUS_TIME_LIMIT, "within the time limit", "TimeLimit", options.timeLimit > 0},
             {STATUS_PICTURE_DIFFERS, "the picture is as expected", "PictureDiffers", hasPictures}};
 }
 
-std::string caseText(const TestCase& test, const Options& options, const Finding* finding) {
-    std::string text =
-        "  <testcase classname=\"" + XmlText(options.script) + "\" name=\"" + test.name + "\" time=\"0\"";
+std::string caseText(const TestCase& test, const Options& options, const Finding* finding,
+                     const std::string& time) {
+    std::string text = "  <testcase classname=\"" + XmlText(options.script) + "\" name=\"" + test.name +
+                       "\" time=\"" + time + "\"";
     if (!finding)
         return text + "/>\n";
     text += ">\n    <failure type=\"" + std::string(test.type) + "\" message=\"";
@@ -89,32 +95,62 @@ std::string caseText(const TestCase& test, const Options& options, const Finding
     return text + "  </testcase>\n";
 }
 
-std::string reportText(const Options& options, const std::vector<Finding>& found) {
+// Before the end of a run nobody can say what is in order: the cases that have not failed are left out.
+std::string reportText(const Options& options, const Findings& findings) {
+    const std::vector<Finding> found = findings.All();
+    char seconds[40];
+    snprintf(seconds, sizeof seconds, "%.3f", std::chrono::duration<double>(Clock::now() - started).count());
     std::string cases;
     int count = 0;
     for (const TestCase& test : testCases(options)) {
         const auto finding = std::find_if(found.begin(), found.end(),
                                           [&](const Finding& any) { return any.status == test.failure; });
-        if (!test.wanted && finding == found.end())
+        if (finding == found.end() && !(test.wanted && findings.IsComplete()))
             continue;
-        cases += caseText(test, options, finding == found.end() ? nullptr : &*finding);
+        // All are about one run: the first one has its time.
+        cases +=
+            caseText(test, options, finding == found.end() ? nullptr : &*finding, count == 0 ? seconds : "0");
         ++count;
     }
     char head[160];
-    const std::chrono::duration<double> seconds = Clock::now() - started;
-    snprintf(head, sizeof head, "tests=\"%d\" failures=\"%d\" errors=\"0\" skipped=\"0\" time=\"%.3f\">\n",
-             count, static_cast<int>(found.size()), seconds.count());
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuite name=\"tarnplay\" " + std::string(head) +
-           cases + "</testsuite>\n";
+    snprintf(head, sizeof head, "tests=\"%d\" failures=\"%d\" errors=\"0\" skipped=\"0\" time=\"%s\">\n",
+             count, static_cast<int>(found.size()), seconds);
+    return kHead + head + cases + "</testsuite>\n";
 }
 
-class Report : public Feature {
-public:
-    void Ended(Player& player) override {
-        if (!WriteReport(player.options, player.findings))
-            player.Report(STATUS_SCRIPT_ERROR);
+bool write(const Options& options, Findings& findings) {
+    const std::string text = reportText(options, findings);
+    FILE* const file = fopen(options.junit.c_str(), "wb");
+    bool written = file && fwrite(text.data(), 1, text.size(), file) == text.size();
+    if (file)
+        written = fclose(file) == 0 && written;
+    if (!written)
+        findings.Tell(STATUS_SCRIPT_ERROR, "cannot write " + options.junit);
+    return written;
+}
+
+// ---- Older reports ----
+
+// The last file that --junit names, also where the option library has not come that far.
+std::string reportNamed(int argc, char** argv) {
+    const std::string option = "--junit";
+    std::string path;
+    for (int i = 1; i < argc; ++i) {
+        const std::string word = argv[i];
+        if (word == option && i + 1 < argc)
+            path = argv[i + 1];
+        else if (word.compare(0, option.size() + 1, option + '=') == 0)
+            path = word.substr(option.size() + 1);
     }
-};
+    return path;
+}
+
+bool isReport(const std::string& path) {
+    std::error_code error;
+    std::string head(kHead.size(), ' ');
+    return fs::is_regular_file(path, error) &&
+           std::ifstream(path).read(head.data(), static_cast<std::streamsize>(head.size())) && head == kHead;
+}
 
 } // namespace
 
@@ -135,19 +171,26 @@ std::string XmlText(const std::string& text) {
     return result;
 }
 
-bool WriteReport(const Options& options, const Findings& findings) {
-    if (options.junit.empty())
+bool BeginReport(const Options& options) {
+    std::error_code error;
+    // What is written into a pipe cannot be replaced.
+    if (options.junit.empty() ||
+        (fs::exists(options.junit, error) && !fs::is_regular_file(options.junit, error)))
         return true;
-    const std::string text = reportText(options, findings.All());
-    FILE* const file = fopen(options.junit.c_str(), "wb");
-    bool written = file && fwrite(text.data(), 1, text.size(), file) == text.size();
-    if (file)
-        written = fclose(file) == 0 && written;
-    if (!written)
-        fprintf(stderr, "ERR: cannot write %s.\n", options.junit.c_str());
-    return written;
+    Findings unfinished;
+    unfinished.Add(STATUS_SCRIPT_ERROR, "the run did not end by itself: it was killed or has crashed");
+    return write(options, unfinished);
 }
 
-std::unique_ptr<Feature> MakeReport() {
-    return std::make_unique<Report>();
+ExitStatus EndReport(const Options& options, Findings& findings) {
+    if (!options.junit.empty())
+        write(options, findings);
+    return findings.Status();
+}
+
+void RemoveOldReport(int argc, char** argv) {
+    const std::string path = reportNamed(argc, argv);
+    std::error_code error;
+    if (isReport(path))
+        fs::remove(path, error);
 }

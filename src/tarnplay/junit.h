@@ -2,21 +2,23 @@
 // wrong.
 #pragma once
 
-#include <memory>
-#include <string>
+#include "findings.h"
 
-class Feature;
-class Findings;
-struct Options;
+#include <string>
 
 /// @return the text as XML's character data, also inside quotes: characters that XML has no way to write,
 /// and bytes that are not UTF-8, become U+FFFD
 std::string XmlText(const std::string& text);
 
-/// Writes the report that the options name, if any.
+/// Writes the report that the options name, if any, as that of a run that is killed or crashes: nobody else
+/// could write it then, and an older run's must not pass for it. EndReport replaces it.
 /// @return false after one line on standard error
-bool WriteReport(const Options& options, const Findings& findings);
+bool BeginReport(const Options& options);
 
-/// @return the feature that writes the report when the player ends; add it last, after all that may find
-/// something
-std::unique_ptr<Feature> MakeReport();
+/// Writes what the run has found. Call wherever the process ends in order.
+/// @return the exit status
+ExitStatus EndReport(const Options& options, Findings& findings);
+
+/// For a command line that is wrong, which may mean any file as its report: an older report there goes,
+/// anything else stays.
+void RemoveOldReport(int argc, char** argv);

@@ -144,9 +144,9 @@ ContentUpdate updateShader(LuaThingy& host, const LoadedFile& file, std::string&
     if (!shader->linked)
         return ContentUpdate::Restart; // its uniforms could not be declared
     Shader fresh;
-    fresh.LoadMetaFile(file.path.c_str());
+    if (!fresh.LoadMetaFile(file.path.c_str()))
+        problem = "cannot be read";
     if (!fresh.linked) {
-        problem = ProgramLog(fresh);
         DeleteProgram(fresh);
         return ContentUpdate::Failed;
     }

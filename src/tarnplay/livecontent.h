@@ -16,5 +16,6 @@ enum class ContentUpdate {
 /// objects have other names or of which the script has placed copies, and for a shader that has never worked.
 /// Call between frames.
 /// @param path below the game's root
-/// @param problem receives what is wrong, one or more lines, after Failed
+/// @param problem receives what is wrong after Failed; nothing for a shader that does not compile, about
+///        which shaderProblems tells
 ContentUpdate UpdateContent(LuaThingy& host, const std::string& path, std::string& problem);

@@ -5,115 +5,33 @@
 --               another function keeps that one (in its new version)
 --   tables      the live table stays and takes over the new fields, each by these rules; metatables likewise
 --   coroutines  the live one stays, unless an error has ended it
+--   lists       item by item: what the author has added or removed is found by comparing the new list with the
+--               base, and then done to the live one, whose own items stay where they are; no holes
 --   other data  the live value, unless the author has changed it: then new and base differ, and new wins
 --   removed     what the author has taken out goes, unless the game has changed it since
 --
 -- Locals that functions share go by the same rules, found by their names. Closures that running functions have
 -- made before keep their code, and share these locals with the new functions where the Lua in use allows that.
+-- Functions and tables that are keys of a table are followed as values are.
+local snapshots = ...
 local next, type, rawget, rawset, rawequal, ipairs = next, type, rawget, rawset, rawequal, ipairs
 local getmetatable, setmetatable, getinfo = debug.getmetatable, debug.setmetatable, debug.getinfo
 local getupvalue, setupvalue, getlocal, setlocal = debug.getupvalue, debug.setupvalue, debug.getlocal, debug.setlocal
 local upvalueid, upvaluejoin, status, flush = debug.upvalueid, debug.upvaluejoin, coroutine.status, jit and jit.flush
 local match, sort, loaded, globals = string.match, table.sort, package.loaded, _G
+local getfenv, setfenv, max = getfenv, setfenv, math.max
 
-local foreign = {} -- tables and functions that were there before the game
-
-local function is_lua_function(value)
-  return type(value) == "function" and getinfo(value, "S").what ~= "C"
-end
-
-local function next_upvalue(fn, index)
-  local name, value = getupvalue(fn, index + 1)
-  if name then
-    return index + 1, name, value
-  end
-end
-
--- for index, name, value in upvalues(fn)
-local function upvalues(fn)
-  return next_upvalue, fn, 0
-end
-
--- ---- Snapshots: what a file has made, kept as the base of the next merge
-
-local function copy(tbl)
-  local result = {}
-  for key, value in next, tbl do
-    result[key] = value
-  end
-  return result
-end
-
-local function is_reference(value)
-  local kind = type(value)
-  return kind == "table" or kind == "function"
-end
-
--- Plain data stands for itself. `seen` makes one snapshot of one object; those of tables and of functions are
--- listed in it.
-local function snapshot(value, seen)
-  if not is_reference(value) then
-    return value
-  end
-  if seen[value] then
-    return seen[value]
-  end
-  local picture = { value = value, kind = type(value), fields = {} }
-  seen[value] = picture
-  if foreign[value] then
-    picture.kind = "foreign"
-  elseif picture.kind == "table" then
-    seen.tables[#seen.tables + 1] = picture
-    for key, field in next, value do
-      if not is_reference(key) then
-        picture.fields[key] = snapshot(field, seen)
-      end
-    end
-    picture.meta = snapshot(getmetatable(value), seen)
-  elseif is_lua_function(value) then
-    seen.functions[#seen.functions + 1] = picture
-    for index, name, held in upvalues(value) do
-      picture.fields[name] = snapshot(held, seen)
-    end
-  end
-  return picture
-end
-
--- Whether a value is still, or again, what the snapshot shows. Functions, coroutines and userdata count as equal
--- by their type: every run of a file makes new ones.
-local function same(base, value, seen)
-  if not is_reference(base) then
-    local opaque = type(base) == "userdata" or type(base) == "thread"
-    return rawequal(base, value) or opaque and type(base) == type(value)
-  end
-  if base.kind == "foreign" then
-    return rawequal(base.value, value)
-  end
-  if base.kind ~= type(value) then
-    return false
-  end
-  if base.kind == "function" or seen[value] then
-    return true
-  end
-  seen[value] = true
-  for key, field in next, value do
-    if not is_reference(key) and not same(base.fields[key], field, seen) then
-      return false
-    end
-  end
-  for key in next, base.fields do
-    if rawget(value, key) == nil then
-      return false
-    end
-  end
-  return true
-end
+local foreign, upvalues = snapshots.foreign, snapshots.upvalues
+local is_lua_function, is_reference = snapshots.is_lua_function, snapshots.is_reference
+local same, is_item, is_place = snapshots.same, snapshots.is_item, snapshots.is_place
+local list_length, align, trace = snapshots.list_length, snapshots.align, snapshots.trace
 
 -- ---- Which new object takes the place of which old one
 
 local mapped -- new table -> live table; the live one stays
 local taken  -- live table -> true when it is in `mapped`
 local paired -- old function -> new function; the new one stays
+local origin -- new function -> old function
 local done   -- new tables and functions whose contents have been merged
 
 -- MoonScript's classes, and their method tables, are told by their name.
@@ -134,6 +52,7 @@ end
 local function pair_functions(old, new)
   if is_lua_function(old) and is_lua_function(new) and not paired[old] then
     paired[old] = new
+    origin[new] = origin[new] or old
   end
 end
 
@@ -148,8 +67,14 @@ local function pair_tree(base, new)
   if mapped[new] or pair_tables(base.value, new) ~= base.value then
     return
   end
+  local _, places = align(base, new)
   for key, field in next, base.fields do
-    pair_tree(field, rawget(new, key))
+    if not places or not is_place(key) then
+      pair_tree(field, rawget(new, key))
+    end
+  end
+  for place, old_place in next, places or {} do
+    pair_tree(base.fields[old_place], rawget(new, place))
   end
   pair_tree(base.meta, getmetatable(new))
 end
@@ -307,6 +232,94 @@ local function merge_field(live, fields, key, new)
   end
 end
 
+-- Entries whose keys are tables or functions: each run of the file makes new ones of these as well.
+local function merge_keyed(live, base, new)
+  local known, kept = base and (base.keys or {}), {}
+  for key, value in next, new do
+    if is_reference(key) then
+      key = mapped[key] or origin[key] or key
+      kept[key] = true
+      merge_field(live, known, key, value)
+    end
+  end
+  for key, old in next, known or {} do
+    if not kept[key] and same(old, rawget(live, key), {}) then
+      rawset(live, key, nil)
+    end
+  end
+end
+
+-- What the author has added to a list: new items, and those that the game has taken out but the author has changed.
+-- @return it, in lists, by the place in the base of the item before it, or 0; then by each place in the base, the
+--         place in the new list
+local function added_items(fields, new, places, found)
+  local added, new_places, before = {}, {}, 0
+  for place = 1, list_length(new) do
+    local old_place = not places and place or places and places[place]
+    if old_place and found[old_place] then
+      new_places[old_place], before = place, old_place
+    else
+      added[before] = added[before] or {}
+      added[before][#added[before] + 1] = merge(nil, fields[old_place], rawget(new, place))
+    end
+  end
+  return added, new_places
+end
+
+-- Where author and game have left all items in their places.
+-- @return whether they have; otherwise nothing has been done
+local function merge_in_place(live, fields, new, places, length)
+  if places or fields[length + 1] ~= nil then
+    return false
+  end
+  for place = 1, length do
+    if not is_item(fields[place], rawget(live, place)) then
+      return false
+    end
+  end
+  for place = 1, length do
+    merge_field(live, fields, place, rawget(new, place))
+  end
+  return true
+end
+
+-- What the author has removed goes, also from among the game's own items, unless the game has put something else
+-- in its place.
+-- @return whether all three are lists; otherwise nothing has been done
+local function merge_list(live, base, new)
+  local fields, length = base.fields, list_length(live)
+  local are_lists, places = align(base, new)
+  if not are_lists or not length then
+    return false
+  elseif merge_in_place(live, fields, new, places, length) then
+    return true
+  end
+  local live_places, found = trace(fields, live, length)
+  local added, new_places = added_items(fields, new, places, found)
+  local result = {}
+  local function append_added(place)
+    for _, item in ipairs(added[place] or {}) do
+      result[#result + 1] = item
+    end
+  end
+  append_added(0)
+  for place = 1, length do
+    local item, old_place = rawget(live, place), live_places[place]
+    if not old_place then
+      result[#result + 1] = item
+    elseif new_places[old_place] then
+      result[#result + 1] = merge(item, fields[old_place], rawget(new, new_places[old_place]))
+      append_added(old_place)
+    elseif not is_item(fields[old_place], item) then
+      result[#result + 1] = item
+    end
+  end
+  for place = 1, max(length, #result) do
+    rawset(live, place, result[place])
+  end
+  return true
+end
+
 -- @param base snapshot of the live table; nil for none
 local function merge_fields(live, base, new)
   if done[new] then
@@ -314,16 +327,23 @@ local function merge_fields(live, base, new)
   end
   done[new] = true
   local fields = base and base.fields
+  local is_list = base and merge_list(live, base, new)
+  local is_keyed = base and base.keys
   for key, value in next, new do
-    -- Functions as keys are new ones in every run.
-    if not is_lua_function(key) or not base then
-      merge_field(live, fields, mapped[key] or key, value)
+    if is_reference(key) then
+      is_keyed = true
+    elseif not (is_list and is_place(key)) then
+      merge_field(live, fields, key, value)
     end
   end
   for key, old in next, fields or {} do
-    if rawget(new, key) == nil and same(old, rawget(live, key), {}) then
+    local in_list = is_list and is_place(key)
+    if not in_list and rawget(new, key) == nil and same(old, rawget(live, key), {}) then
       rawset(live, key, nil)
     end
+  end
+  if is_keyed then
+    merge_keyed(live, base, new)
   end
   local meta, live_meta = getmetatable(new), getmetatable(live)
   if meta and meta ~= live_meta then
@@ -442,15 +462,35 @@ local function settle_upvalues(fn, cells, replaced)
       end
     end
   end
+  local environment = getfenv(fn)
+  if replaced(environment) ~= environment then
+    setfenv(fn, replaced(environment))
+  end
+end
+
+-- The live entry counts, should both keys be there.
+local function move_entry(tbl, key, now)
+  local held = rawget(tbl, key)
+  rawset(tbl, key, nil)
+  if type(now) == "function" or rawget(tbl, now) == nil then
+    rawset(tbl, now, held)
+  end
 end
 
 local function settle_table(tbl, replaced)
+  local moved -- made when it is needed: there may be many tables
   for key, field in next, tbl do
-    local now = replaced(field)
+    local now, key_now = replaced(field), replaced(key)
     if not rawequal(now, field) then
       rawset(tbl, key, now) -- an existing key: the traversal may go on
     end
-    replaced(key)
+    if not rawequal(key_now, key) then
+      moved = moved or {}
+      moved[key] = key_now
+    end
+  end
+  for key, now in next, moved or {} do
+    move_entry(tbl, key, now)
   end
   local meta = getmetatable(tbl)
   if meta and replaced(meta) ~= meta then
@@ -492,44 +532,54 @@ local function settle(cells)
   end
 end
 
+-- Later merges know the tables of this run as those that stay.
+local function settle_snapshots(tables)
+  for _, picture in ipairs(tables) do
+    picture.value = mapped[picture.value] or picture.value
+    local keys = picture.keys and {}
+    for key, field in next, picture.keys or {} do
+      keys[mapped[key] or key] = field
+    end
+    picture.keys = keys
+  end
+end
+
 -- Merges what the unit's file has just set into what the game had before.
 -- @param old of the unit: what it was before this run
+-- @param before the globals, and what package.loaded held, before this run
 local function take_over(unit, old, before, result)
-  mapped, taken, paired, done = {}, {}, {}, {}
+  mapped, taken, paired, origin, done = {}, {}, {}, {}, {}
   local new = {}
   for name in next, unit.names do
     new[name] = rawget(globals, name)
   end
   for name in next, old.names do
-    rawset(globals, name, before[name])
+    rawset(globals, name, before.globals[name])
   end
   pair_roots(old, unit, new)
   if is_reference(result) then
     pair_tree(old.result, result)
   end
+  for name, base in next, old.modules do
+    pair_tree(base, loaded[name])
+  end
   for name, value in next, new do
-    rawset(globals, name, merge(before[name], old.names[name], value))
+    rawset(globals, name, merge(before.globals[name], old.names[name], value))
   end
   for name, base in next, old.names do
-    if new[name] == nil and same(base, before[name], {}) then
+    if new[name] == nil and same(base, before.globals[name], {}) then
       rawset(globals, name, nil)
     end
   end
   if unit.name and result ~= nil then
     loaded[unit.name] = merge(loaded[unit.name], old.result, result)
   end
+  for name, base in next, old.modules do
+    loaded[name] = merge(before.loaded[name], base, loaded[name])
+  end
   unit.lost = carry_moved_locals(old.functions, unit.functions, old.lost or {})
   settle(successors(old.functions))
-  for _, picture in ipairs(unit.tables) do
-    picture.value = mapped[picture.value] or picture.value
-  end
+  settle_snapshots(unit.tables)
 end
 
-return {
-  foreign = foreign,
-  is_lua_function = is_lua_function,
-  is_reference = is_reference,
-  copy = copy,
-  snapshot = snapshot,
-  take_over = take_over,
-}
+return take_over

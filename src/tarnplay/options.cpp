@@ -171,7 +171,7 @@ void addPlaying(CLI::App& app, Options& options) {
     CLI::Option* const input =
         app.add_option("--input", options.input, "play the keys and the pointer of a text")
             ->type_name("FILE")
-            ->check(CLI::Validator(CLI::ExistingFile).description(""))
+            ->check(checkName)
             ->group(kPlaying);
     app.add_option("--record", options.record, "write what --input and --replay read")
         ->type_name("FILE")
@@ -181,7 +181,7 @@ void addPlaying(CLI::App& app, Options& options) {
                                                "play a recording with its size, seed and times,\n"
                                                "as fast as the machine can")
                                     ->type_name("FILE")
-                                    ->check(CLI::Validator(CLI::ExistingFile).description(""))
+                                    ->check(checkName)
                                     ->excludes(input)
                                     ->group(kPlaying);
     app.add_flag("--check", options.check,
@@ -233,6 +233,13 @@ void takeShots(const RawOptions& raw, Options& options) {
     }
 }
 
+// All paths count from it.
+void needWorkingDirectory() {
+    std::error_code error;
+    if (std::filesystem::current_path(error).empty())
+        throw CLI::ValidationError("the working directory is gone (" + error.message() + ")");
+}
+
 // Files may be links: only the directories before them become the true ones.
 void makeAbsolute(std::string& path) {
     const std::filesystem::path written(path);
@@ -281,6 +288,7 @@ void complete(const RawOptions& raw, Options& options) {
     options.tolerance = raw.tolerance.value_or(0);
     options.shaders = !raw.noShaders;
     options.limited = !raw.unlimited;
+    needWorkingDirectory();
     makePathsAbsolute(options);
     refuseSameFiles(options);
     const bool wantsLast = !options.capture.empty() || !options.expected.empty();
@@ -297,12 +305,17 @@ std::optional<int> ReadOptions(int argc, char** argv, Options& options) {
     CLI::App app("Runs one script without the launcher, for authors and for tests of games.", "tarnplay");
     app.add_option("SCRIPT", options.script, "a .lua or .moon file below the game's scripts directory")
         ->type_name("")
+        ->check(checkName)
         ->required();
     addRunning(app, options, raw);
     addTesting(app, options);
     addPictures(app, options, raw);
     addPlaying(app, options);
-    app.add_flag("--watch", options.watch, "apply edits below scripts/ and media/ while the script runs");
+    CLI::Option* const watch =
+        app.add_flag("--watch", options.watch, "apply edits below scripts/ and media/ while the script runs");
+    // What is recorded, replayed or filmed is one game whose code stays as it is.
+    for (const char* whole : {"--record", "--replay", "--film"})
+        watch->excludes(app.get_option(whole));
     addHelp(app);
     try {
         app.parse(joinSize(argc, argv));

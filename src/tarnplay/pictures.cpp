@@ -81,19 +81,16 @@ public:
         const Options& options = player.options;
         for (const Shot& shot : options.shots)
             if (shot.frame > player.drawnFrames)
-                fail(player, STATUS_SCRIPT_ERROR, "the script ended before the frame of " + shot.path);
+                player.findings.Tell(STATUS_SCRIPT_ERROR,
+                                     "the script ended before the frame of " + shot.path);
         if (!options.capture.empty() && !sawLast)
-            fail(player, STATUS_SCRIPT_ERROR, "no frame was drawn for " + options.capture);
+            player.findings.Tell(STATUS_SCRIPT_ERROR, "no frame was drawn for " + options.capture);
         if (!options.expected.empty() && !sawLast)
-            fail(player, STATUS_PICTURE_DIFFERS, "no frame was drawn to compare with " + options.expected);
+            player.findings.Tell(STATUS_PICTURE_DIFFERS,
+                                 "no frame was drawn to compare with " + options.expected);
     }
 
 private:
-    static void fail(Player& player, ExitStatus status, const std::string& text) {
-        fprintf(stderr, "ERR: %s.\n", text.c_str());
-        player.Report(status, text);
-    }
-
     static void save(Player& player, const sf::Image& picture, const std::string& path) {
         if (!SavePicture(picture, path))
             player.End(STATUS_SCRIPT_ERROR, "cannot write " + path);
@@ -104,16 +101,16 @@ private:
         sf::Image expected;
         const bool exists = std::filesystem::exists(path);
         if (!exists || !expected.loadFromFile(path)) {
-            fail(player, STATUS_PICTURE_DIFFERS,
-                 (exists ? "cannot read " : "there is no ") + path + " to compare with");
+            player.findings.Tell(STATUS_PICTURE_DIFFERS,
+                                 (exists ? "cannot read " : "there is no ") + path + " to compare with");
             save(player, actual, BesidePath(path, "-actual"));
             return;
         }
         const PictureDifference difference = ComparePictures(actual, expected, player.options.tolerance);
         if (difference.sameSize && difference.pixels == 0)
             return;
-        fail(player, STATUS_PICTURE_DIFFERS,
-             "the picture differs from " + path + ": " + describe(difference, actual, expected));
+        player.findings.Tell(STATUS_PICTURE_DIFFERS, "the picture differs from " + path + ": " +
+                                                         describe(difference, actual, expected));
         save(player, actual, BesidePath(path, "-actual"));
         save(player, difference.map, BesidePath(path, "-difference"));
     }

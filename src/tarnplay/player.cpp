@@ -1,6 +1,7 @@
 // The player's frames and how it ends.
 #include "player.h"
 
+#include "junit.h"
 #include "lua_api.h"
 #include "opengl.h"
 #include "restart.h"
@@ -10,21 +11,13 @@
 
 namespace {
 
-// Of the value on top of the stack, which must not become a string by being looked at.
-std::string errorText(lua_State* L) {
-    if (lua_type(L, -1) != LUA_TSTRING)
-        return std::string("(error value of type ") + luaL_typename(L, -1) + ")";
-    std::size_t length = 0;
-    const char* text = lua_tolstring(L, -1, &length);
-    return std::string(text, length);
-}
-
 // os.exit of the script: what it was run for is finished first, and a picture that is missing by then counts
 // for more than the script's own status. Upvalue: the player.
 int exitFromScript(lua_State* L) {
     auto* const player = static_cast<Player*>(lua_touserdata(L, lua_upvalueindex(1)));
     const int own = lua_isboolean(L, 1) ? !lua_toboolean(L, 1) : static_cast<int>(luaL_optinteger(L, 1, 0));
-    const ExitStatus found = player->Finish();
+    player->Finish();
+    const ExitStatus found = EndReport(player->options, player->findings);
     exit(found == STATUS_FINE ? own : found);
 }
 
@@ -38,8 +31,9 @@ void replaceExit(lua_State* L, Player* player) {
 
 } // namespace
 
-Player::Player(const Options& given)
-    : options(given), drawnFrames(0), survives(false), broken(false), ending(false) {
+Player::Player(const Options& given, Findings& found)
+    : options(given), findings(found), drawnFrames(0), survives(false), broken(false), ending(false),
+      glFailed(false) {
     seams.errors = this;
 }
 
@@ -54,7 +48,7 @@ void Player::Add(std::unique_ptr<Feature> feature) {
     features.push_back(std::move(feature));
 }
 
-ExitStatus Player::Run() {
+void Player::Run() {
     std::vector<char*> words;
     for (const std::string& word : options.sizeWords)
         words.push_back(const_cast<char*>(word.c_str()));
@@ -65,17 +59,22 @@ ExitStatus Player::Run() {
     SetLoadScript(options.script.c_str());
     SetupStandardWindow();
     privRunFrames();
-    return Finish();
+    Finish();
 }
 
-ExitStatus Player::Finish() {
+void Player::Finish() {
     if (scriptFailed && !survives)
         Report(STATUS_SCRIPT_ERROR); // without memory nobody else hears of it
     privReportLastGLError();
     for (const auto& feature : features)
         feature->Ended(*this);
+    findings.Complete();
     Close();
-    return findings.Status();
+}
+
+void Player::Abandon() {
+    for (const auto& feature : features)
+        feature->Abandoned(*this);
 }
 
 // @return whether there is something to run
@@ -108,10 +107,8 @@ void Player::privRunFrames() {
 // A frame's error is looked for when the next begins; the last frame has none.
 void Player::privReportLastGLError() {
     const unsigned code = glGetError();
-    if (code == GL_NO_ERROR)
-        return;
-    fprintf(stderr, "ERR: OpenGL error 0x%04x in the last frame.\n", code);
-    OpenGLError(code);
+    if (code != GL_NO_ERROR)
+        OpenGLError(code);
 }
 
 void Player::End(ExitStatus reason, const std::string& text) {
@@ -166,17 +163,27 @@ void Player::Present() {
     for (const auto& feature : features)
         feature->PictureReady(*this);
     LuaThingy::Present();
+    for (const auto& feature : features)
+        feature->Presented(*this);
 }
 
 void Player::ScriptError(lua_State* L, ScriptStage stage) {
-    if (!survives)
-        Report(STATUS_SCRIPT_ERROR, errorText(L));
     for (const auto& feature : features)
-        feature->ScriptError(*this, L, stage);
+        feature->ScriptError(*this, L, stage); // who makes texts of errors reports one
+    if (!survives)
+        Report(STATUS_SCRIPT_ERROR);
 }
 
+// The first one is told with its place, which the engine's line on standard output does not have.
 void Player::OpenGLError(unsigned code) {
-    char text[64];
-    snprintf(text, sizeof text, "OpenGL error 0x%04x, found after frame %d", code, drawnFrames);
-    Report(STATUS_OPENGL_ERROR, text);
+    if (glFailed)
+        return;
+    glFailed = true;
+    const char* const name = glErrorName(code);
+    char text[80];
+    snprintf(text, sizeof text, "OpenGL error 0x%04x%s%s%s ", code, name ? " (" : "", name ? name : "",
+             name ? ")" : "");
+    const std::string place = drawnFrames > 0 ? "in frame " + std::to_string(drawnFrames)
+                                              : "before the first frame: in Init or the script's file";
+    findings.Tell(STATUS_OPENGL_ERROR, text + place);
 }

@@ -14,8 +14,8 @@
 /// See the top of this file. It owns its features.
 class Player : public LuaThingy, private ErrorSink {
 public:
-    /// @param given must outlive the player
-    explicit Player(const Options& given);
+    /// @param given and found must outlive the player
+    Player(const Options& given, Findings& found);
     /// Closes the Lua state, then destroys the features.
     ~Player() override;
 
@@ -23,8 +23,7 @@ public:
     void Add(std::unique_ptr<Feature> feature);
 
     /// Opens the window, runs the script to its end and closes the window.
-    /// @return the exit status
-    ExitStatus Run();
+    void Run();
 
     /// Ends the script after this frame. The first status other than STATUS_FINE is kept.
     /// @param text what went wrong, for reports; whoever calls prints it
@@ -34,8 +33,10 @@ public:
     void Report(ExitStatus reason, const std::string& text = "");
 
     /// Lets the features finish and closes the window; nothing of the player may run afterwards.
-    /// @return the exit status
-    ExitStatus Finish();
+    void Finish();
+
+    /// Instead of Finish, where the script does not return; for another thread than the script's.
+    void Abandon();
 
     /// Begins anew, as if the program had been started again: a new Lua state, no content, the engine's first
     /// settings. The window stays. Call between frames.
@@ -48,10 +49,10 @@ public:
     bool IsLastFrame() const;
 
     const Options& options;
+    Findings& findings;
     int drawnFrames; ///< frames that the script has drawn and that were shown, or are about to be
     bool survives;   ///< errors of the script do not end it: its Draw is left out while it is broken
     bool broken;     ///< the script has failed since it was last loaded
-    Findings findings;
     std::function<lua_State*()>
         makeState; ///< makes the Lua state in place of the library; empty: nobody does
 
@@ -71,4 +72,5 @@ private:
 
     std::vector<std::unique_ptr<Feature>> features;
     bool ending;
+    bool glFailed; // an OpenGL error has been told
 };

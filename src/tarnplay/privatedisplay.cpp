@@ -2,7 +2,7 @@
 #include "privatedisplay.h"
 
 #include "display.h"
-#include "options.h"
+#include "findings.h"
 
 #ifdef __linux__
 
@@ -72,7 +72,7 @@ int endProcess(pid_t process) {
 
 } // namespace
 
-bool StartDisplayWhereMissing(const Options& options) {
+bool StartDisplayWhereMissing(const Options& options, Findings& findings) {
     int ends[2];
     if (HasDisplay() || pipe(ends) != 0)
         return true;
@@ -95,17 +95,18 @@ bool StartDisplayWhereMissing(const Options& options) {
         return true;
     }
     const bool missing = server > 0 && endProcess(server) == kNotFound;
-    fprintf(stderr, "ERR: there is no display here, and %s.\n",
-            missing
-                ? "Xvfb, which would make one in memory, is missing: install it (Debian: apt install xvfb) "
-                  "or set DISPLAY"
-                : "Xvfb, which makes one in memory, did not start");
+    findings.Tell(STATUS_SCRIPT_ERROR,
+                  std::string("there is no display here, and Xvfb, which ") +
+                      (missing
+                           ? "would make one in memory, is missing: install it (Debian: apt install xvfb) "
+                             "or set DISPLAY"
+                           : "makes one in memory, did not start"));
     return false;
 }
 
 #else
 
-bool StartDisplayWhereMissing(const Options&) {
+bool StartDisplayWhereMissing(const Options&, Findings&) {
     return true;
 }
 

@@ -6,7 +6,8 @@
 #include "shadering.h"
 
 #include <cstdint>
-#include <vector>
+#include <map>
+#include <utility>
 
 namespace {
 
@@ -46,16 +47,6 @@ int parameter(unsigned object, GLenum name) {
     return value;
 }
 
-std::string logOf(unsigned object) {
-    const int length = parameter(object, GL_OBJECT_INFO_LOG_LENGTH_ARB);
-    if (length < 2)
-        return "";
-    std::string log(static_cast<std::size_t>(length), '\0');
-    gl().getLog(toHandle(object), length, nullptr, log.data());
-    log.pop_back();
-    return log;
-}
-
 struct ActiveUniform {
     std::string name; // "" beyond the last
     GLenum type = 0;
@@ -80,25 +71,53 @@ bool isFloat(unsigned program, const std::string& name) {
     return false;
 }
 
-// The script's table knows uniforms by their location alone: the old program tells their names.
-void carryUniforms(Shader& shader, unsigned program) {
-    std::vector<int> moved(static_cast<std::size_t>(shader.uniformCount), -1);
-    glUseProgramObjectARB_PTR(program);
-    for (int i = parameter(shader.program, GL_OBJECT_ACTIVE_UNIFORMS_ARB) - 1; i >= 0; --i) {
-        const std::string name = activeUniform(shader.program, i).name;
-        const int before = glGetUniformLocation_PTR(shader.program, name.c_str());
-        const int after = isFloat(program, name) ? glGetUniformLocation_PTR(program, name.c_str()) : -1;
-        for (std::size_t k = 0; k < moved.size() && before >= 0; ++k)
-            if (shader.uniforms[k].location == before)
-                moved[k] = after;
+struct UniformValue {
+    std::string name;
+    float value; // the first one, of what is no single number
+};
+
+// @return a program's uniforms by their locations
+std::map<int, UniformValue> uniformsOf(unsigned program) {
+    std::map<int, UniformValue> uniforms;
+    for (int i = parameter(program, GL_OBJECT_ACTIVE_UNIFORMS_ARB) - 1; i >= 0; --i) {
+        const std::string name = activeUniform(program, i).name;
+        const int location = glGetUniformLocation_PTR(program, name.c_str());
         GLfloat value[16] = {}; // the largest type's
-        if (before >= 0)
-            gl().getUniform(toHandle(shader.program), before, value);
-        if (after >= 0)
-            glUniform1f_PTR(after, value[0]);
+        if (location < 0)
+            continue; // the language's own
+        gl().getUniform(toHandle(program), location, value);
+        uniforms[location] = {name, value[0]};
     }
-    for (std::size_t k = 0; k < moved.size(); ++k)
-        shader.uniforms[k].location = moved[k];
+    return uniforms;
+}
+
+// Sets the uniform in the current program.
+// @return its location there; -1 where it has none
+int carryUniform(unsigned program, const UniformValue& uniform) {
+    const int location =
+        isFloat(program, uniform.name) ? glGetUniformLocation_PTR(program, uniform.name.c_str()) : -1;
+    if (location >= 0)
+        glUniform1f_PTR(location, uniform.value);
+    return location;
+}
+
+// By shader and index in the script's table, which knows uniforms by their locations alone: what each was
+// when a program last had it. One that the author takes out may come back.
+std::map<std::pair<const Shader*, int>, UniformValue> declaredUniforms;
+
+void carryUniforms(Shader& shader, unsigned program) {
+    const std::map<int, UniformValue> before = uniformsOf(shader.program);
+    glUseProgramObjectARB_PTR(program);
+    for (const auto& entry : before)
+        carryUniform(program, entry.second);
+    for (int i = 0; i < shader.uniformCount; ++i) {
+        int& location = shader.uniforms[i].location;
+        UniformValue& declared = declaredUniforms[{&shader, i}];
+        const auto held = before.find(location);
+        if (held != before.end())
+            declared = held->second;
+        location = carryUniform(program, declared);
+    }
 }
 
 } // namespace
@@ -109,8 +128,18 @@ unsigned CurrentProgram() {
     return static_cast<unsigned>(current);
 }
 
-std::string ProgramLog(const Shader& shader) {
-    return logOf(shader.vertShader) + logOf(shader.fragShader) + logOf(shader.program);
+bool IsCompiled(unsigned shader) {
+    return parameter(shader, GL_OBJECT_COMPILE_STATUS_ARB) != 0;
+}
+
+std::string LogOf(unsigned object) {
+    const int length = parameter(object, GL_OBJECT_INFO_LOG_LENGTH_ARB);
+    if (length < 2)
+        return "";
+    std::string log(static_cast<std::size_t>(length), '\0');
+    gl().getLog(toHandle(object), length, nullptr, log.data());
+    log.pop_back();
+    return log;
 }
 
 void DeleteProgram(const Shader& shader) {

@@ -8,8 +8,11 @@ class Shader;
 /// @return OpenGL's current program; 0 for none
 unsigned CurrentProgram();
 
-/// @return what the compiler and the linker say against the shader's program
-std::string ProgramLog(const Shader& shader);
+/// @return whether the driver takes a shader object's source
+bool IsCompiled(unsigned shader);
+
+/// @return what the compiler says about a shader object, or the linker about a program
+std::string LogOf(unsigned object);
 
 /// Deletes the program and its two shaders; any may be 0.
 void DeleteProgram(const Shader& shader);

@@ -5,10 +5,12 @@
 #include "picturelog.h"
 #include "player.h"
 #include "replay.h"
+#include "saves.h"
 
 #include <SFML/Window/Mouse.hpp>
 #include <chrono>
 #include <cinttypes>
+#include <set>
 #include <thread>
 
 namespace {
@@ -19,12 +21,14 @@ constexpr std::uint64_t kMostPictures = 512ull << 20; // bytes of the pictures' 
 
 // ---- Writing ----
 
-class Recording : public Feature, public EventSource {
+class Recording : public Feature, public EventSource, public SaveStore {
 public:
     explicit Recording(Player& owner)
-        : player(owner), inner(owner.seams.events), file(fopen(owner.options.record.c_str(), "w"), fclose),
+        : player(owner), inner(owner.seams.events), saves(*owner.seams.saves),
+          file(fopen(owner.options.record.c_str(), "w"), fclose),
           log(PicturesOf(owner.options.record), kMostPictures) {
         player.seams.events = this;
+        player.seams.saves = this;
     }
 
     bool IsOpen() const { return file != nullptr; }
@@ -71,6 +75,23 @@ public:
             sf::Mouse::setPosition(position, window);
     }
 
+    // ---- Saves ----
+
+    // A replay begins with what the script has found, and needs nothing of what it has written itself.
+    void Load(const char* key, DataBlock* data) override {
+        saves.Load(key, data);
+        const std::string name = SaveName(key);
+        if (name.empty() || !knownSaves.insert(name).second)
+            return;
+        fprintf(file.get(), "%s", SaveLines(name, data->CStr()).c_str());
+        fflush(file.get());
+    }
+
+    void Save(const char* key, DataBlock* data) override {
+        knownSaves.insert(SaveName(key));
+        saves.Save(key, data);
+    }
+
     // ---- Pictures ----
 
     void PictureReady(Player&) override {
@@ -91,11 +112,8 @@ public:
         if (log.FirstMissing() > 0)
             fprintf(stderr, "%s: no pictures from frame %i on.\n", PicturesOf(player.options.record).c_str(),
                     log.FirstMissing());
-        if (fflush(file.get()) == 0 && !ferror(file.get()))
-            return;
-        const std::string text = "cannot write " + player.options.record;
-        fprintf(stderr, "ERR: %s.\n", text.c_str());
-        player.Report(STATUS_SCRIPT_ERROR, text);
+        if (fflush(file.get()) != 0 || ferror(file.get()))
+            player.findings.Tell(STATUS_SCRIPT_ERROR, "cannot write " + player.options.record);
     }
 
 private:
@@ -134,10 +152,12 @@ private:
 
     Player& player;
     EventSource* const inner; // null for the window's own events
+    SaveStore& saves;
     std::unique_ptr<FILE, int (*)(FILE*)> file;
     PictureLog log;
     Picture picture;
-    sf::Vector2i seen{-1, -1}; // the pointer at the last motion that the engine has followed
+    sf::Vector2i seen{-1, -1};        // the pointer at the last motion that the engine has followed
+    std::set<std::string> knownSaves; // names that have been read or written
     std::uint64_t lastHash = 0;
     bool headed = false;
 };
@@ -174,7 +194,7 @@ std::unique_ptr<Feature> MakeRecording(Player& player) {
     auto recording = std::make_unique<Recording>(player);
     if (recording->IsOpen())
         return recording;
-    fprintf(stderr, "ERR: cannot write %s.\n", player.options.record.c_str());
+    player.findings.Tell(STATUS_SCRIPT_ERROR, "cannot write " + player.options.record);
     return nullptr;
 }
 

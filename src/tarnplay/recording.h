@@ -6,8 +6,10 @@
 
 #include <memory>
 
-/// Puts itself before the player's event source and writes the file of --record.
-/// @return null after one line on standard error when the file cannot be written
+/// Puts itself before the player's event source and its save store, which it must have, and writes the file
+/// of
+/// --record.
+/// @return null after telling that the file cannot be written
 std::unique_ptr<Feature> MakeRecording(Player& player);
 
 /// Puts itself before the player's virtual clock, so that its frames are not shorter than those of the real

@@ -7,6 +7,7 @@
 
 #include <SFML/Window/Window.hpp>
 #include <cstdio>
+#include <iterator>
 
 namespace {
 
@@ -33,14 +34,26 @@ public:
         return true;
     }
 
+    // What ends a run too early has been told already.
+    void Ended(Player&) override {
+        if (next == script.events.size() || player.findings.Status() != STATUS_FINE)
+            return;
+        const std::string& path =
+            player.options.replay.empty() ? player.options.input : player.options.replay;
+        fprintf(stderr,
+                "%s: the run ended with frame %i, its events from frame %i on (%zu) have not happened.\n",
+                path.c_str(), player.drawnFrames, script.events[next].frame, script.events.size() - next);
+    }
+
     sf::Vector2i PointerPosition(const sf::Window&) override { return pointer; }
     void SetPointerPosition(const sf::Vector2i& position, const sf::Window&) override { pointer = position; }
 
 private:
-    // Empties the window's queue, or the system would take the program for dead.
-    static bool pollWindow(sf::Window& window, sf::Event& event) {
+    // Empties the window's queue, or the system would take the program for dead. When the system changes the
+    // window's size is left to chance, too.
+    bool pollWindow(sf::Window& window, sf::Event& event) const {
         while (window.pollEvent(event))
-            if (event.type == sf::Event::Resized ||
+            if ((event.type == sf::Event::Resized && !player.options.fixedClock) ||
                 (event.type == sf::Event::KeyPressed && event.key.code == sf::Keyboard::Escape))
                 return true;
         return false;
@@ -75,7 +88,9 @@ public:
     }
 
     void Ended(Player& player) override {
-        const std::size_t missing = script.hashes.size() - equal;
+        // No more of them than --frames asks for.
+        const auto end = script.hashes.upper_bound(player.options.frames);
+        const auto missing = static_cast<std::size_t>(std::distance(script.hashes.begin(), end)) - equal;
         if (missing == 0)
             fprintf(stderr, "%s: all %zu pictures are the recorded ones.\n", player.options.replay.c_str(),
                     equal);
@@ -86,9 +101,7 @@ public:
 
 private:
     static void fail(Player& player, const std::string& what) {
-        const std::string text = player.options.replay + ": " + what;
-        fprintf(stderr, "ERR: %s.\n", text.c_str());
-        player.Report(STATUS_PICTURE_DIFFERS, text);
+        player.findings.Tell(STATUS_PICTURE_DIFFERS, player.options.replay + ": " + what);
     }
 
     void saveBoth(const Player& player, std::uint64_t recordedHash) const {

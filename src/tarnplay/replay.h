@@ -10,8 +10,8 @@
 
 constexpr int kUndrawnFrames = 2; ///< frames of the engine before the first one that is drawn
 
-/// Makes the script the player's event source. Events of the window are dropped from then on, but for its
-/// size and Escape.
+/// Makes the script, which may be empty, the player's event source. Events of the window are dropped from
+/// then on, but for Escape and, unless the clock is fixed, its size.
 /// @param script must outlive the feature
 std::unique_ptr<Feature> MakeInput(Player& player, const InputScript& script);
 

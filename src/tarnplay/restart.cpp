@@ -5,6 +5,7 @@
 #include "drawjoin.h"
 #include "lua_api.h"
 #include "luathingy.h"
+#include "memoryuse.h"
 #include "opengl.h"
 #include "programs.h"
 #include "shadering.h"
@@ -36,8 +37,8 @@ int attributeDepth() {
 // The managers leave OpenGL's objects to the context, which goes on here.
 void deleteTextures(TextureManager& textures) {
     for (int i = 0; i < textures.itemCount; ++i)
-        if (const auto* texture = reinterpret_cast<const Texture*>(textures.GetLoadedItem(i)))
-            glDeleteTextures(1, &texture->texId);
+        if (auto* texture = reinterpret_cast<Texture*>(textures.GetLoadedItem(i)))
+            texture->Release();
 }
 
 void deletePrograms(ShaderManager& shaders) {
@@ -49,7 +50,6 @@ void deletePrograms(ShaderManager& shaders) {
 void forgetContent(LuaThingy& host) {
     deleteTextures(host.textureManager);
     deletePrograms(host.shaderManager);
-    drawJoin.ForgetTextures(); // OpenGL gives their names to others
     const bool shaders = host.shaderManager.GetShadersEnabled();
     renewManager(host.textureManager, host.mediaPath.CStr());
     renewManager(host.shaderManager, host.mediaPath.CStr());
@@ -75,15 +75,12 @@ void forgetSettings(LuaThingy& host) {
 }
 
 void forgetScript(LuaThingy& host) {
-    if (host.luaState)
-        lua_close(host.luaState);
-    host.luaState = nullptr;
     host.screenshotDir.Assign("screenshots");
     host.noise = SimplexNoise(0.0f);
     host.scriptFailed = false;
     host.loadError.Delete();
     renew(host.scratch);
-    glDeleteTextures(1, &host.renderTarget.texId);
+    host.renderTarget.Release();
     renew(host.renderTarget);
 }
 
@@ -103,8 +100,20 @@ void KeepFirstState() {
     firstDepth = attributeDepth();
 }
 
-void ForgetGame(LuaThingy& host) {
+void LeaveRenderTarget() {
     drawJoin.Sync();
+    while (attributeDepth() > firstDepth)
+        glPopAttrib();
+    glBindFramebufferEXT_PTR(GL_FRAMEBUFFER_EXT, 0);
+    drawJoin.Adopt();
+}
+
+void ForgetGame(LuaThingy& host) {
+    KeepHeapTight(); // or what images take while they are loaded would stay
+    if (host.luaState)
+        lua_close(host.luaState); // whose finalizers may draw
+    host.luaState = nullptr;
+    drawJoin.Release();
     forgetScript(host);
     forgetContent(host);
     forgetSettings(host);

@@ -5,6 +5,7 @@
 #include "player.h"
 #include "recording.h"
 #include "replay.h"
+#include "saves.h"
 #include "trace.h"
 
 #include <algorithm>
@@ -42,16 +43,22 @@ bool add(Player& player, std::unique_ptr<Feature> feature) {
 
 } // namespace
 
-std::optional<int> PrepareSession(Options& options, InputScript& script) {
+bool PrepareSession(Options& options, InputScript& script, Findings& findings) {
     const std::string& path = options.replay.empty() ? options.input : options.replay;
-    if (!path.empty() && !script.Load(path))
-        return STATUS_USAGE;
+    const std::string problem = path.empty() ? "" : script.Load(path);
+    if (!problem.empty()) {
+        fprintf(stderr, "%s\n", problem.c_str()); // the place comes first, for terminals and editors
+        findings.Add(STATUS_USAGE, problem);
+        return false;
+    }
     if (options.check && script.hashes.empty()) {
-        fprintf(stderr, "ERR: %s holds no pictures' hashes to check.\n", path.c_str());
-        return STATUS_USAGE;
+        findings.Tell(STATUS_USAGE, path + " holds no pictures' hashes to check");
+        return false;
     }
     if (!options.replay.empty())
         takeSettings(script, options);
+    else
+        script.saves.clear(); // an input is its events alone
     const bool made = !options.record.empty() || !options.film.empty();
     options.paced = made && path.empty() && !options.fixedClock;
     options.fixedClock = options.fixedClock || made || !options.replay.empty();
@@ -60,20 +67,24 @@ std::optional<int> PrepareSession(Options& options, InputScript& script) {
     // A recording that is played by hand has chances of its own.
     if (options.fixedClock && !options.seed)
         options.seed = options.paced ? std::random_device()() : 1;
-    return std::nullopt;
+    return true;
 }
 
 bool AddSession(Player& player, const InputScript& script) {
     const Options& options = player.options;
-    if (!options.input.empty() || !options.replay.empty())
+    // A run that repeats hears of nothing that happens around it: without an input it plays an empty one.
+    if (!options.input.empty() || (options.fixedClock && !options.paced))
         player.Add(MakeInput(player, script));
+    // A film that is played by hand is the only one that leaves saves to the engine.
+    if (options.fixedClock && (!options.paced || !options.record.empty()))
+        player.Add(MakeSaves(player, script.saves));
     if (options.paced)
         player.Add(MakePace(player));
     if (!options.record.empty() && !add(player, MakeRecording(player)))
         return false;
     if (options.check)
         player.Add(MakeCheck(script));
-    if (!options.film.empty() && !add(player, MakeFilm()))
+    if (!options.film.empty() && !add(player, MakeFilm(player)))
         return false;
     // After what takes pictures: presenting begins where it ends.
     return options.trace.empty() || add(player, MakeTrace(player));

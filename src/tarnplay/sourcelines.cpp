@@ -57,12 +57,6 @@ std::vector<std::string> splitLines(const std::string& text) {
     return lines;
 }
 
-// Names that the MoonScript compiler makes: "_list_0", "_base_1".
-bool isMadeUp(const std::string& name) {
-    return name.size() > 3 && name[0] == '_' && std::isdigit(static_cast<unsigned char>(name.back())) &&
-           name.find('_', 1) != std::string::npos;
-}
-
 // Words of both languages that stand for the same, in Lua's spelling; "" for those that say nothing.
 std::string commonWord(const std::string& word) {
     static const std::set<std::string> silent = {"local", "do",      "then",   "end",   "import", "from",
@@ -157,21 +151,51 @@ bool returnsCallOf(const std::string& line, const std::string& name) {
     return line.compare(at, name.size(), name) == 0 && !isNamePart(line[at - 1]);
 }
 
-// What stands before "function" where the function around a line begins: the names that it may be called by.
-Tokens namesOfFunctionAround(const std::vector<std::string>& code, int line) {
+// The line where the function around a line begins; "" without one.
+std::string headOfFunctionAround(const std::vector<std::string>& code, int line) {
     std::size_t indentation = indentationOf(code[static_cast<std::size_t>(line - 1)]);
-    for (int above = line - 1; above >= 1; --above) {
+    for (int above = line - 1; above >= 1 && indentation > 0; --above) {
         const std::string& text = code[static_cast<std::size_t>(above - 1)];
         if (text.empty() || indentationOf(text) >= indentation)
             continue;
         indentation = indentationOf(text);
-        if (text.find("function") == std::string::npos)
-            continue;
-        Tokens names = tokensOf(text);
-        names.erase(std::remove(names.begin(), names.end(), "function"), names.end());
-        return names;
+        if (text.find("function") != std::string::npos)
+            return text;
     }
-    return {};
+    return "";
+}
+
+// What stands before "function" there: the names that the function may be called by.
+Tokens namesOfFunctionAround(const std::vector<std::string>& code, int line) {
+    Tokens names = tokensOf(headOfFunctionAround(code, line));
+    names.erase(std::remove(names.begin(), names.end(), "function"), names.end());
+    return names;
+}
+
+// The last part of the name in "function a.name(" or "name = function("; "" without one.
+std::string nameInHead(const std::string& head) {
+    const std::string word = "function";
+    const std::size_t at = head.find(word);
+    if (at == std::string::npos)
+        return "";
+    const std::size_t after = at + word.size();
+    Tokens names = tokensOf(head.substr(after, head.find('(', after) - after));
+    if (names.empty())
+        names = tokensOf(head.substr(0, at));
+    return names.empty() ? "" : names.back();
+}
+
+// Whether a line calls that function without arguments, beside declaring it.
+bool callsPlainly(const std::string& line, const std::string& name) {
+    const std::string call = name + "()";
+    for (std::size_t at = line.find(call); at != std::string::npos; at = line.find(call, at + 1)) {
+        const std::size_t word = line.rfind("function ", at);
+        const bool declared =
+            word != std::string::npos && line.find_first_of("( ", word + 9) == at + name.size();
+        if (!declared && (at == 0 || !isNamePart(line[at - 1])))
+            return true;
+    }
+    return false;
 }
 
 bool share(const Tokens& a, const Tokens& b) {
@@ -202,7 +226,7 @@ bool takeQuoted(const std::string& message, const char* kind, ErrorHint& hint) {
         return false;
     const std::size_t from = start + opening.size();
     const std::string name = message.substr(from, message.find('\'', from) - from);
-    if (name.empty() || name == "?" || isMadeUp(name))
+    if (name.empty() || name == "?" || IsMadeUp(name))
         return false;
     hint.kind = kind;
     hint.names.push_back(name);
@@ -260,6 +284,11 @@ std::size_t findOperator(const std::string& line, const std::string& operators, 
 }
 
 } // namespace
+
+bool IsMadeUp(const std::string& name) {
+    return name.size() > 3 && name[0] == '_' && std::isdigit(static_cast<unsigned char>(name.back())) &&
+           name.find('_', 1) != std::string::npos;
+}
 
 ErrorHint ReadHint(const std::string& message) {
     ErrorHint hint;
@@ -353,23 +382,38 @@ int SourceLines::privFindInLua(const CompiledSpan& span, const ErrorHint& hint) 
 std::vector<std::string> SourceLines::privCompiledTokens(int compiledLine) const {
     Tokens tokens;
     for (const std::string& token : tokensOf(compiled[static_cast<std::size_t>(compiledLine - 1)])) {
-        if (!isMadeUp(token)) {
+        if (!IsMadeUp(token)) {
             tokens.push_back(token);
             continue;
         }
-        const std::string definition = "local " + token + " = ";
-        for (int line = compiledLine - 1; line >= std::max(1, compiledLine - kMost); --line) {
-            const std::string& text = compiled[static_cast<std::size_t>(line - 1)];
-            const std::size_t at = text.find(definition);
-            if (at == std::string::npos)
-                continue;
-            for (const std::string& meant : tokensOf(text.substr(at + definition.size())))
-                if (!isMadeUp(meant))
-                    tokens.push_back(meant);
-            break;
-        }
+        for (const std::string& meant : tokensOf(privDefinition(token, compiledLine)))
+            if (!IsMadeUp(meant))
+                tokens.push_back(meant);
     }
     return tokens;
+}
+
+std::string SourceLines::privDefinition(const std::string& madeUp, int compiledLine) const {
+    const std::string definition = "local " + madeUp + " = ";
+    for (int line = compiledLine - 1; line >= std::max(1, compiledLine - kMost); --line) {
+        const std::string& text = Code(line);
+        const std::size_t at = text.find(definition);
+        if (at != std::string::npos)
+            return text.substr(at + definition.size());
+    }
+    return "";
+}
+
+std::string SourceLines::MeaningOf(const std::string& madeUp, int compiledLine) const {
+    const std::string meaning = privDefinition(madeUp, compiledLine);
+    const Tokens names = tokensOf(meaning);
+    const bool isPath =
+        !meaning.empty() && isNameStart(meaning[0]) &&
+        std::all_of(meaning.begin(), meaning.end(), [](char c) { return isNamePart(c) || c == '.'; });
+    if (!isPath || std::any_of(names.begin(), names.end(), IsMadeUp))
+        return "";
+    const std::string self = "self.";
+    return meaning.compare(0, self.size(), self) == 0 ? "@" + meaning.substr(self.size()) : meaning;
 }
 
 const std::string& SourceLines::Code(int line) const {
@@ -377,6 +421,24 @@ const std::string& SourceLines::Code(int line) const {
     const std::vector<std::string>& code = privCode();
     return line >= 1 && line <= static_cast<int>(code.size()) ? code[static_cast<std::size_t>(line - 1)]
                                                               : none;
+}
+
+int SourceLines::FindRecursion() const {
+    const std::vector<std::string>& code = privCode();
+    std::string function;
+    int found = 0;
+    for (int line = 1; line <= static_cast<int>(code.size()); ++line) {
+        const std::string& text = Code(line);
+        for (const std::string& name : {nameInHead(text), nameInHead(headOfFunctionAround(code, line))}) {
+            if (name.empty() || name == function || !callsPlainly(text, name))
+                continue;
+            if (found != 0)
+                return 0;
+            function = name;
+            found = line;
+        }
+    }
+    return found == 0 ? 0 : Find({found}, {});
 }
 
 int SourceLines::FindTailCall(const std::string& builtin, const std::string& message,

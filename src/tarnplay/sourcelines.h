@@ -44,6 +44,16 @@ public:
     const std::string& Code(int line) const;
     /// @return the source's line, from 1 to Count(); what is not known counts as plain Lua
     int Find(const CompiledSpan& span, const ErrorHint& hint) const;
+    /// @param madeUp a local that the MoonScript compiler has made
+    /// @param compiledLine that uses it
+    /// @return what the author wrote there, when that is a name or names joined by dots; otherwise ""
+    std::string MeaningOf(const std::string& madeUp, int compiledLine) const;
+    /// Finds the function that calls itself without arguments: where that has no end, Lua's stack may be so
+    /// full that nobody can ask it.
+    /// @return the line of its call; 0 when there is no such function or more than one
+    int FindRecursion() const;
+    /// Whether the source was compiled to Lua.
+    bool IsCompiled() const { return !compiled.empty(); }
     /// Finds the line that ended with "return builtin(...)", where a library function has raised an error.
     /// Lua forgets such a call: what it remembers is the line that called the function with that line.
     /// @param caller the line of compiled Lua that Lua remembers, or the name of the callback that was called
@@ -57,12 +67,16 @@ private:
     int privFindInMoon(int compiledLine, const ErrorHint& hint) const;
     int privFindInLua(const CompiledSpan& span, const ErrorHint& hint) const;
     std::vector<std::string> privCompiledTokens(int compiledLine) const;
+    std::string privDefinition(const std::string& madeUp, int compiledLine) const;
     const std::vector<std::string>& privCode() const { return compiled.empty() ? lines : compiled; }
 
     std::vector<std::string> lines;
     std::vector<std::string> compiled; // lines of Lua; empty for a source in Lua
     std::vector<int> origins; // of each compiled line: the source's line, 0 when the compiler does not say
 };
+
+/// Whether a name is one of those that the MoonScript compiler makes: "_list_0", "_base_1".
+bool IsMadeUp(const std::string& name);
 
 /// @return bytes before the spot in a source line that the hint tells about; otherwise its indentation
 std::size_t FindColumn(const std::string& line, const ErrorHint& hint);

@@ -10,6 +10,7 @@
 #include "tracefile.h"
 
 #include <cstring>
+#include <mutex>
 #include <vector>
 
 namespace {
@@ -22,9 +23,8 @@ std::string member(const char* name, unsigned long value) {
     return std::string("\"") + name + "\":" + std::to_string(value);
 }
 
-std::string cannotWrite(const std::string& path) {
-    fprintf(stderr, "ERR: cannot write %s.\n", path.c_str());
-    return "cannot write " + path;
+void tellUnwritable(Player& player) {
+    player.findings.Tell(STATUS_SCRIPT_ERROR, "cannot write " + player.options.trace);
 }
 
 class Trace : public Feature, ApiListener, CallObserver, LoadObserver, FrameClock {
@@ -43,13 +43,15 @@ public:
     void StateReady(Player& player) override;
     void FrameBegins(Player& player) override;
     void PictureReady(Player&) override { presentBegan = privNow(); }
+    void Presented(Player& player) override;
+    void Abandoned(Player&) override;
     void Ended(Player& player) override;
 
 private:
     // ApiListener
     void ApiCalled(const ApiCost& function, std::int64_t begin, std::int64_t end) override;
     // CallObserver
-    void CallBegins(const char*) override { callBegan.push_back(privNow()); }
+    void CallBegins(const char* name) override;
     void CallEnded(const char* name) override;
     // LoadObserver
     void LoadBegins() override { loadBegan.push_back(privNow()); }
@@ -62,9 +64,15 @@ private:
     static void privMakeSentinel(lua_State* L, Trace* trace);
 
     std::int64_t privNow() const { return SteadyNow() - began; }
-    void privCloseFrame(lua_State* L, std::int64_t now);
+    void privCloseFrame(const Player& player, std::int64_t now);
     void privCountCalls(std::int64_t now);
     void privStop();
+
+    // A callback under way.
+    struct OpenCall {
+        std::string name;
+        std::int64_t began;
+    };
 
     // What a function had cost when its last counters were written.
     struct Counted {
@@ -73,17 +81,18 @@ private:
     };
 
     TraceFile file;
-    const std::int64_t began;       // all times below count from there, ns
-    FrameClock* const inner;        // the clock that is replaced; null for the system's
-    std::int64_t frameBegan = -1;   // -1 while no frame runs
-    std::int64_t presentBegan = -1; // likewise for presenting
-    std::int64_t lastLoad = -1;     // when the last file was read
+    const std::int64_t began;     // all times below count from there, ns
+    FrameClock* const inner;      // the clock that is replaced; null for the system's
+    std::int64_t frameBegan = -1; // -1 while no frame runs
+    std::int64_t presentBegan = 0;
+    std::int64_t lastLoad = -1; // when the last file was read
     std::int64_t flushed = 0;
-    std::vector<std::int64_t> callBegan; // of the callbacks under way
+    std::mutex guard; // of the calls, not held while anything is written
+    std::vector<OpenCall> openCalls;
     std::vector<std::int64_t> loadBegan; // of the files being read
     std::vector<Counted> counted;        // in the order of the probe
     unsigned long drawsCounted = 0;
-    int frames = 0;
+    int shown = 0; // the frame that runs, once it has been presented
     bool stopped = false;
 };
 
@@ -99,7 +108,7 @@ void Trace::StateReady(Player& player) {
 
 void Trace::FrameBegins(Player& player) {
     const std::int64_t now = privNow();
-    privCloseFrame(player.luaState, now);
+    privCloseFrame(player, now);
     frameBegan = now;
     if (now - flushed < kFlushEvery)
         return;
@@ -107,15 +116,19 @@ void Trace::FrameBegins(Player& player) {
     file.Flush();
 }
 
-void Trace::privCloseFrame(lua_State* L, std::int64_t now) {
-    if (presentBegan >= 0)
-        file.Span("present", "engine", presentBegan, now);
-    presentBegan = -1;
+void Trace::Presented(Player& player) {
+    shown = player.drawnFrames;
+    file.Span("present", "engine", presentBegan, privNow());
+}
+
+void Trace::privCloseFrame(const Player& player, std::int64_t now) {
     if (frameBegan >= 0)
-        file.Span("frame " + std::to_string(++frames), "engine", frameBegan, now);
+        file.Span(shown > 0 ? "frame " + std::to_string(shown) : "no frame", "engine", frameBegan, now);
+    shown = 0;
     privCountCalls(now);
-    if (L)
-        file.Counter("Lua KB", now, member("KB", static_cast<unsigned long>(lua_gc(L, LUA_GCCOUNT, 0))));
+    if (player.luaState)
+        file.Counter("Lua KB", now,
+                     member("KB", static_cast<unsigned long>(lua_gc(player.luaState, LUA_GCCOUNT, 0))));
     file.Counter("draw calls", now, member("calls", drawCalls - drawsCounted));
     drawsCounted = drawCalls;
 }
@@ -143,11 +156,19 @@ void Trace::ApiCalled(const ApiCost& function, std::int64_t begin, std::int64_t 
         file.Span(function.name, "api", begin - began, end - began);
 }
 
+void Trace::CallBegins(const char* name) {
+    const std::lock_guard<std::mutex> lock(guard);
+    openCalls.push_back({name, privNow()});
+}
+
 void Trace::CallEnded(const char* name) {
-    if (callBegan.empty())
+    if (openCalls.empty())
         return;
-    file.Span(name, "script", callBegan.back(), privNow());
-    callBegan.pop_back();
+    file.Span(name, "script", openCalls.back().began, privNow());
+    {
+        const std::lock_guard<std::mutex> lock(guard);
+        openCalls.pop_back();
+    }
     loadBegan.clear(); // an error may have left some open
     if (std::strcmp(name, "Init") == 0)
         file.Flush();
@@ -196,11 +217,19 @@ int Trace::privCollected(lua_State* L) {
 // ---- The end
 
 void Trace::Ended(Player& player) {
-    privCloseFrame(player.luaState, privNow());
+    privCloseFrame(player, privNow());
     frameBegan = -1;
     privStop();
     if (!file.Good())
-        player.Report(STATUS_SCRIPT_ERROR, cannotWrite(player.options.trace));
+        tellUnwritable(player);
+}
+
+// The calls that do not return are what the author looks for.
+void Trace::Abandoned(Player&) {
+    const std::lock_guard<std::mutex> lock(guard);
+    for (const OpenCall& call : openCalls)
+        file.Span(call.name, "script", call.began, privNow());
+    file.FlushFromOutside();
 }
 
 void Trace::privStop() {
@@ -217,6 +246,6 @@ std::unique_ptr<Feature> MakeTrace(Player& player) {
     auto trace = std::make_unique<Trace>(player);
     if (trace->IsOpen())
         return trace;
-    cannotWrite(player.options.trace);
+    tellUnwritable(player);
     return nullptr;
 }

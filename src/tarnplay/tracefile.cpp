@@ -3,9 +3,13 @@
 
 #include "strfuncs.h"
 
+#include <chrono>
+
 namespace {
 
 constexpr std::size_t kBuffer = 256 * 1024;
+// Of another thread than the script's, which may hang while it writes into a pipe.
+constexpr std::chrono::milliseconds kPatience(500);
 constexpr char kOpening[] = "{\"displayTimeUnit\":\"ms\",\"traceEvents\":[\n";
 constexpr char kClosing[] = "\n]}\n";
 
@@ -83,18 +87,32 @@ void TraceFile::Counter(const char* name, std::int64_t at, const std::string& va
 }
 
 void TraceFile::privAdd(const std::string& event) {
-    if (!file)
+    const std::unique_lock<std::timed_mutex> lock(guard, kPatience);
+    if (!lock || !file || ended)
         return;
     buffer += first ? "" : ",\n";
     buffer += event;
     first = false;
     if (buffer.size() >= kBuffer)
-        Flush();
+        privFlush();
+}
+
+void TraceFile::Flush() {
+    const std::lock_guard<std::timed_mutex> lock(guard);
+    privFlush();
+}
+
+void TraceFile::FlushFromOutside() {
+    const std::unique_lock<std::timed_mutex> lock(guard, kPatience);
+    if (!lock)
+        return;
+    privFlush();
+    ended = true;
 }
 
 // The closing brackets are written each time and overwritten by what comes next, so that a process that is
 // killed leaves a file that can be read.
-void TraceFile::Flush() {
+void TraceFile::privFlush() {
     if (!file || buffer.empty())
         return;
     good = good && fseek(file, end, SEEK_SET) == 0 &&

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <mutex>
 #include <string>
 
 /// @return the text with what JSON does not allow in strings escaped, without quotes around it; stray bytes
@@ -30,15 +31,20 @@ public:
     void Counter(const char* name, std::int64_t at, const std::string& values);
     /// Writes what has been gathered.
     void Flush();
+    /// The same for another thread when the process is about to end. Later events are dropped.
+    void FlushFromOutside();
     /// @return false once opening or writing has failed
     bool Good() const { return good; }
 
 private:
     void privAdd(const std::string& event);
+    void privFlush();
 
+    std::timed_mutex guard; // of all that follows
     FILE* file = nullptr;
     std::string buffer; // events that are not written yet, each with its comma and newline
     long end = 0;       // where the next events go, over the closing brackets
     bool good = true;
     bool first = true;
+    bool ended = false; // from outside
 };

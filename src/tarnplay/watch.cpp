@@ -19,23 +19,27 @@ constexpr auto kFollow =
 
 } // namespace
 
-FileStamps ScanFiles(const std::vector<std::string>& directories) {
+FileStamps ScanFiles(const std::vector<std::string>& roots) {
     FileStamps found;
+    const auto note = [&found](const fs::directory_entry& entry) {
+        std::error_code unreadable;
+        const FileStamp stamp{entry.last_write_time(unreadable), entry.file_size(unreadable)};
+        if (!unreadable && entry.is_regular_file(unreadable))
+            found.emplace(entry.path().string(), stamp);
+    };
     std::error_code error;
-    for (const std::string& root : directories) {
+    for (const std::string& root : roots) {
+        if (fs::is_regular_file(root, error))
+            note(fs::directory_entry(root, error));
         fs::recursive_directory_iterator entry(root, kFollow, error);
-        for (; !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
-            std::error_code unreadable;
-            const FileStamp stamp{entry->last_write_time(unreadable), entry->file_size(unreadable)};
-            if (!unreadable && entry->is_regular_file(unreadable))
-                found.emplace(entry->path().string(), stamp);
-        }
+        for (; !error && entry != fs::recursive_directory_iterator(); entry.increment(error))
+            note(*entry);
     }
     return found;
 }
 
-FileWatch::FileWatch(std::vector<std::string> directories, bool mayNotify)
-    : roots(std::move(directories)), notices(-1) {
+FileWatch::FileWatch(std::vector<std::string> places, bool mayNotify)
+    : roots(std::move(places)), notices(-1) {
 #ifdef __linux__
     if (mayNotify)
         notices = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
@@ -46,7 +50,7 @@ FileWatch::FileWatch(std::vector<std::string> directories, bool mayNotify)
         stamps = ScanFiles(roots);
     else
         for (const std::string& root : roots)
-            privWatchTree(root, false);
+            privWatchRoot(root);
 }
 
 FileWatch::~FileWatch() {
@@ -81,6 +85,14 @@ std::vector<std::string> FileWatch::Changes() {
     return settled;
 }
 
+std::vector<std::string> FileWatch::Settling() const {
+    std::vector<std::string> paths;
+    for (const auto& change : changing)
+        if (open.count(change.first) == 0)
+            paths.push_back(change.first);
+    return paths;
+}
+
 // ---- By comparison
 
 void FileWatch::privCompareFiles() {
@@ -102,11 +114,36 @@ void FileWatch::privCompareFiles() {
 
 #ifdef __linux__
 
+namespace {
+
+constexpr unsigned kKinds =
+    IN_MODIFY | IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_CREATE | IN_DELETE | IN_ONLYDIR;
+
+}
+
+void FileWatch::privWatchRoot(const std::string& root) {
+    std::error_code error;
+    if (fs::is_regular_file(root, error))
+        privFollow(root);
+    else
+        privWatchTree(root, false);
+}
+
+// Watches a file where it lies, and where it leads to if it is a link: editors write there.
+void FileWatch::privFollow(const std::string& path) {
+    std::error_code error;
+    const fs::path file(path);
+    for (const fs::path& place :
+         {fs::canonical(file.parent_path(), error) / file.filename(), fs::canonical(file, error)}) {
+        const int number = inotify_add_watch(notices, place.parent_path().c_str(), kKinds);
+        if (number >= 0)
+            followed[{number, place.filename().string()}].insert(path);
+    }
+}
+
 // @param report whether the files that are there have just come to be
 void FileWatch::privWatchTree(const std::string& directory, bool report) {
-    constexpr unsigned kKinds =
-        IN_MODIFY | IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_CREATE | IN_DELETE;
-    const int number = inotify_add_watch(notices, directory.c_str(), kKinds | IN_ONLYDIR);
+    const int number = inotify_add_watch(notices, directory.c_str(), kKinds);
     if (number < 0)
         return;
     watched[number] = directory;
@@ -123,6 +160,8 @@ void FileWatch::privWatchFiles(const std::string& directory, bool report) {
             privWatchTree(entry->path().string(), report);
         else if (report)
             changing[entry->path().string()] = Clock::now();
+        if (entry->is_symlink(unreadable) && entry->is_regular_file(unreadable))
+            privFollow(entry->path().string());
     }
 }
 
@@ -135,6 +174,8 @@ void FileWatch::privReadNotices() {
             if (notice->mask & IN_Q_OVERFLOW)
                 privNoteAll();
             const auto directory = watched.find(notice->wd);
+            if (notice->len > 0)
+                privTakeNoticeOfFollowed(notice->wd, notice->mask, notice->name);
             if (directory == watched.end())
                 continue;
             if (notice->mask & IN_IGNORED)
@@ -145,6 +186,14 @@ void FileWatch::privReadNotices() {
     }
 }
 
+void FileWatch::privTakeNoticeOfFollowed(int number, unsigned kind, const std::string& name) {
+    const auto paths = followed.find({number, name});
+    if (paths == followed.end() || kind & (IN_ISDIR | IN_CREATE))
+        return;
+    for (const std::string& path : paths->second)
+        privNote(path, kind);
+}
+
 void FileWatch::privTakeNotice(const std::string& directory, unsigned kind, const std::string& name) {
     const std::string path = directory + '/' + name;
     if (kind & IN_ISDIR) {
@@ -153,8 +202,14 @@ void FileWatch::privTakeNotice(const std::string& directory, unsigned kind, cons
         return;
     }
     std::error_code error;
-    if (kind & IN_CREATE && !fs::is_symlink(path, error))
-        return; // its writer has yet to close it
+    const bool isLink = kind & (IN_CREATE | IN_MOVED_TO) && fs::is_symlink(path, error);
+    if (isLink)
+        privFollow(path);
+    if (isLink || !(kind & IN_CREATE)) // the writer of a new file has yet to close it
+        privNote(path, kind);
+}
+
+void FileWatch::privNote(const std::string& path, unsigned kind) {
     changing[path] = Clock::now();
     if (kind & IN_MODIFY)
         open.insert(path);
@@ -175,6 +230,10 @@ void FileWatch::privReadNotices() {}
 void FileWatch::privWatchTree(const std::string&, bool) {}
 void FileWatch::privWatchFiles(const std::string&, bool) {}
 void FileWatch::privTakeNotice(const std::string&, unsigned, const std::string&) {}
+void FileWatch::privTakeNoticeOfFollowed(int, unsigned, const std::string&) {}
+void FileWatch::privNote(const std::string&, unsigned) {}
+void FileWatch::privWatchRoot(const std::string&) {}
+void FileWatch::privFollow(const std::string&) {}
 void FileWatch::privNoteAll() {}
 
 #endif

@@ -90,11 +90,11 @@ private:
     [[noreturn]] void endProcess() {
         const std::string text = limitText(player.options.timeLimit) + " and the script does not return";
         flushOutput();
-        fprintf(stderr, "ERR: %s.\n", text.c_str());
-        player.findings.Add(STATUS_TIME_LIMIT, text);
+        player.Abandon();
+        player.findings.Tell(STATUS_TIME_LIMIT, text);
         if (!player.options.expected.empty())
             player.findings.Add(STATUS_PICTURE_DIFFERS, "there is no last frame to compare");
-        WriteReport(player.options, player.findings);
+        EndReport(player.options, player.findings);
         _Exit(STATUS_TIME_LIMIT);
     }
 

@@ -134,6 +134,42 @@ INSTANTIATE_TEST_SUITE_P(
              "old",
              {"step = 0, 1", "step = 0, 1000", "n > 9 then say('old')", "n > 4000 then say('new ' .. n % 2)"},
              "new 0"},
+        // Globals that the file sets to nil lost what the game had filled in.
+        Edit{"NamesThatTheFileSetsToNil",
+             "game.moon",
+             "export robot = nil\nexport a, b, c = 1, 2\nexport gone = 5\n"
+             "export Init = ->\n  robot, c = { x: 4 }, 3\n"
+             "export Draw = -> print 'old', robot.x, a, b, c, gone\n",
+             "old\t4\t1\t2\t3\t5",
+             {"export gone = 5\n", "", "'old'", "'new'"},
+             "new\t4\t1\t2\t3\tnil"},
+        // An item taken out before those that the game had appended left a hole.
+        Edit{"ListsWithItemsOfTheGame",
+             "game.lua",
+             "l = { 'a', 'b', 'c', 'd' } foes = { { n = 1 }, { n = 2 }, { n = 3 } }\n"
+             "function Init() l[#l + 1] = 'own' table.remove(l, 1) foes[3].n = 7 end\n"
+             "function Draw() local s = table.concat(l) for _, foe in ipairs(foes) do s = s .. foe.n end "
+             "say(s) end",
+             "bcdown127",
+             {"'b', 'c', 'd'", "'c', 'D', 'e', 'f'", "{ n = 1 }, { n = 2 }", "{ n = 5 }"},
+             "cDefown57"},
+        Edit{"FunctionsAndTablesAsKeys",
+             "game.lua",
+             "local function f() return 'old' end local k = {} t = { [f] = 0, [k] = 0 }\nfunction Init() "
+             "t[k] = 50 end\n"
+             "function Draw() t[f] = t[f] + 1 if t[f] > 3 then say(f() .. t[k]) end end",
+             "old50",
+             {"'old'", "'new'"},
+             "new50"},
+        // Declaring a C type again failed at each save.
+        Edit{"CTypesStartAnew",
+             "game.lua",
+             "n = 0 if jit then local ffi = require 'ffi' ffi.cdef('struct c { int x; };')\n"
+             "ffi.metatype('struct c', { __index = {} }) end\n"
+             "function Init() end function Draw() n = n + 1 if n > 5 then say('old' .. 7) end end",
+             "old7",
+             {"'old'", "'new'"},
+             "new7"},
         Edit{"AChangedInitStartsAnew",
              "game.lua",
              "n = 0 function Init() n = n + 1 end function Draw() say('n ' .. n) n = n + 1 end",
@@ -164,6 +200,9 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{"Syntax", "x = = 1", "scripts/game.lua:5: unexpected symbol near '='\n"},
         Mistake{"MainChunk", "nothing()", "scripts/game.lua:5: attempt to call global 'nothing'"},
         Mistake{"MissingModule", "require 'absent'", "scripts/game.lua:5: module 'absent' not found"},
+        Mistake{"RenderToTexture",
+                "function Draw() BeginRTTFull() BackColor(0, 0, 1, 1) error('in the target') end",
+                "scripts/game.lua:5: in the target"},
         Mistake{"EveryDraw", "function Draw() error('bad frame') end", "5 | function Draw()"},
         Mistake{"Init", "function Init() error('bad start') end", "scripts/game.lua:5: bad start"}),
     [](const auto& mistake) { return mistake.param.name; });
@@ -198,6 +237,31 @@ TEST_F(Watch, ASaveIsDrawnWithinATenthOfASecond) {
         best = std::min(best, took.count());
     }
     EXPECT_LT(best, 0.1);
+}
+
+// Nothing was heard of a link's target, a module's table that `module` had made was lost, and one that was
+// written anew in the other language stayed as it was.
+TEST_F(Watch, LinkedFilesAndModulesOfAllKinds) {
+    fs::create_directories(directory + "/scripts/lib");
+    fs::create_directories(directory + "/shared");
+    const std::string old = "module(..., package.seeall) n = 0 function word() n = n + 1 return 'old' end";
+    save("scripts/lib/old.lua", old);
+    save("scripts/lib/kind.lua", "return { word = function() return ' lua' end }");
+    const std::string game = kSay + "require 'lib.old' local kind = require 'lib.kind' function Init() end\n"
+                                    "function Draw() local word = lib.old.word()\n"
+                                    "if lib.old.n > 3 then say(word .. kind.word() .. ' one') end end";
+    save("shared/game.lua", game);
+    fs::create_symlink("../shared/game.lua", directory + "/scripts/game.lua");
+    start("game.lua");
+    ASSERT_TRUE(player->WaitFor("old lua one"));
+    save("scripts/lib/old.lua", std::string(old).replace(old.rfind("old"), 3, "new"));
+    EXPECT_TRUE(player->WaitFor("new lua one"));
+    fs::remove(directory + "/scripts/lib/kind.lua");
+    EXPECT_TRUE(player->WaitFor("Removed: scripts/lib/kind.lua"));
+    save("scripts/lib/kind.moon", "{ word: -> ' moon' }");
+    EXPECT_TRUE(player->WaitFor("new moon one"));
+    save("shared/game.lua", std::string(game).replace(game.rfind("one"), 3, "two"));
+    EXPECT_TRUE(player->WaitFor("new moon two"));
 }
 
 TEST_F(Watch, ContentChangesInItsPlace) {
@@ -242,12 +306,21 @@ end)");
     EXPECT_TRUE(shows(140, 70, {255, 255, 255}));
     save("media/shaders/include/tint.inc", "float tint() { return 1.0; }\n");
     EXPECT_TRUE(shows(50, 150, {255, 255, 0}));
-    save("media/shaders/tint.shad", shader + "nonsense\n");
-    EXPECT_TRUE(player->WaitFor("ERR: media/shaders/tint.shad: "));
-    save("media/shaders/tint.shad", "// mended\n" + shader);
+    save("media/shaders/include/tint.inc", "\nfloat tint() { return none; }\n");
+    EXPECT_TRUE(player->WaitFor("media/shaders/include/tint.inc:2: `none' undeclared\n"));
+    EXPECT_TRUE(shows(195, 10, {9, 11, 88})) << "behind the message";
+    save("media/shaders/include/tint.inc", "float tint() { return 1.0; }\n");
+    EXPECT_TRUE(shows(195, 10, kBlue));
+    std::string withoutUniform = shader;
+    save("media/shaders/tint.shad", withoutUniform.replace(shader.rfind("green"), 5, "0.0"));
+    EXPECT_TRUE(shows(50, 150, {255, 0, 0}));
+    save("media/shaders/tint.shad", shader);
+    EXPECT_TRUE(shows(50, 150, {255, 255, 0})) << "a uniform that comes back has its value";
     save("media/sounds/bell.wav", "no sound");
     EXPECT_TRUE(player->WaitFor("ERR: media/sounds/bell.wav: cannot be played"));
     EXPECT_TRUE(shows(50, 150, {255, 255, 0}));
     const std::string output = player->Output();
     EXPECT_EQ(output.find("Init runs"), output.rfind("Init runs")) << "the game went on all the time";
+    save("media/geom/mark.obj", "o other\nv 0 0 0\n");
+    EXPECT_TRUE(player->WaitFor("Starting the game anew: media/geom/mark.obj has changed.\n"));
 }

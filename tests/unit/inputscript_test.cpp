@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <random>
+#include <sstream>
 
 namespace {
 
@@ -21,18 +22,21 @@ TEST_P(WrongLine, IsToldWithWhatIsWrong) {
 
 INSTANTIATE_TEST_SUITE_P(
     InputScript, WrongLine,
-    testing::Values(Wrong{"3 key Spacebar down", "there is no key \"Spacebar\""},
-                    Wrong{"3 key 101 up", "there is no key \"101\""},
-                    Wrong{"3 key A press", "neither \"down\" nor \"up\": \"press\""},
-                    Wrong{"3 key A", "wanted is: FRAME key NAME down|up"},
-                    Wrong{"3 button fourth down", "there is no button \"fourth\""},
-                    Wrong{"3 pointer 3 0x10", "no pixel: \"0x10\""},
-                    Wrong{"3 wheel", "wanted is: FRAME wheel up|down"},
-                    Wrong{"3 resize 0 9", "no size: \"0\""}, Wrong{"0 key A up", "no frame: \"0\""},
-                    Wrong{"99999999999 key A up", "no frame: \"99999999999\""},
-                    Wrong{"7 # what?", "nothing happens in this frame"},
-                    Wrong{"3 hash 12", "wanted is: FRAME hash and 16 hexadecimal digits"},
-                    Wrong{"3 \x1b[2J", "there is no event \"?[2J\""}));
+    testing::Values(
+        Wrong{"3 key Spacebar down", "there is no key \"Spacebar\""},
+        Wrong{"3 key 101 up", "there is no key \"101\""},
+        Wrong{"3 key A press", "neither \"down\" nor \"up\": \"press\""},
+        Wrong{"3 key A", "wanted is: FRAME key NAME down|up"},
+        Wrong{"3 button fourth down", "there is no button \"fourth\""},
+        Wrong{"3 pointer 3 0x10", "no pixel: \"0x10\""}, Wrong{"3 wheel", "wanted is: FRAME wheel up|down"},
+        Wrong{"3 resize 0 9", "no size: \"0\""}, Wrong{"0 key A up", "no frame: \"0\""},
+        Wrong{"99999999999 key A up", "no frame: \"99999999999\""},
+        Wrong{"7 # what?", "nothing happens in this frame"},
+        Wrong{"3 hash 12", "wanted is: FRAME hash and 16 hexadecimal digits"},
+        Wrong{"save best 4%4",
+              "neither a frame nor seed N, size WIDTH HEIGHT, shaders off, frames N, save KEY TEXT: "
+              "\"save\""},
+        Wrong{"3 \x1b[2J", "there is no event \"?[2J\""}));
 
 TEST(InputScript, WritesTheLinesThatItReads) {
     InputScript script;
@@ -46,6 +50,20 @@ TEST(InputScript, WritesTheLinesThatItReads) {
     EXPECT_EQ("12 key Enter down", InputLine(script.events.back()));
     EXPECT_EQ("", script.Read("seed 4294967295"));
     EXPECT_EQ(4294967295u, script.seed);
+}
+
+TEST(InputScript, KeepsSavesOfAnyTextAndLength) {
+    const std::map<std::string, std::string> saves{{"my best #1.txt", "100 %\n\t# \xc3\xa4 \x80\x01"},
+                                                   {"none", ""},
+                                                   {"long", std::string(999, '#') + 'x'}};
+    InputScript script;
+    for (const auto& [key, text] : saves) {
+        std::istringstream lines(SaveLines(key, text));
+        for (std::string line; std::getline(lines, line);)
+            ASSERT_EQ("", script.Read(line)) << line;
+    }
+    EXPECT_EQ(saves, script.saves);
+    EXPECT_EQ("", SaveLines(std::string(5000, 'k'), "no path is that long"));
 }
 
 // The numbers are those of the hash's own library.

@@ -23,9 +23,10 @@ protected:
         host.reset();
         GlFilesTest::TearDown();
     }
-    /// Opens a host for the script and calls its Init.
+    /// Opens a host for the script, whose file is missing when it is empty, and calls its Init.
     int start(const std::string& script, const std::string& name = "game.lua") {
-        write("scripts/" + name, script);
+        if (!script.empty())
+            write("scripts/" + name, script);
         host = std::make_unique<LuaThingy>();
         host->width = host->height = 64;
         host->limitFps = false;
@@ -386,6 +387,11 @@ TEST_F(ApiTest, NoiseAndMapperGiveTheEnginesValues) {
     EXPECT_EQ("1\t0.25\t0.500001\t3.000001\t4.000000\n",
               run("c, r, v = {}, {}, {} n = MapPoint({0.25, 2, 9, 9}, {0, -4}, 0.5, c, r, v) "
                   "print(n, c[1], string.format('%f\\t%f\\t%f', c[2], r[2], v[2]))"));
+}
+
+TEST_F(HostTest, AMissingScriptIsNamed) {
+    EXPECT_NE(std::string::npos,
+              printed([&] { start(""); }).find("\nLua Err INIT: cannot open scripts/game.lua"));
 }
 
 TEST_F(HostTest, KeysReachTheScriptAndTheCaptureComesFirst) {

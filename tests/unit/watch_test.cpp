@@ -64,5 +64,17 @@ TEST_P(FileWatchTest, TellsAFileThatIsWrittenInStepsOnce) {
     EXPECT_EQ(1u, until(watch, root + "/steps.lua").size());
 }
 
+TEST_P(FileWatchTest, TellsOfFilesAloneAndOfWhatLinksLeadTo) {
+    fs::create_directory(root + "/watched");
+    fs::create_symlink("../old.lua", root + "/watched/link.lua");
+    write("alone.lua", "1");
+    FileWatch watch({root + "/watched", root + "/alone.lua"}, GetParam());
+    EXPECT_TRUE(watch.Changes().empty());
+    write("old.lua", "22");
+    EXPECT_EQ(1u, until(watch, root + "/watched/link.lua").size());
+    write("alone.lua", "22");
+    EXPECT_EQ(1u, until(watch, root + "/alone.lua").size());
+}
+
 INSTANTIATE_TEST_SUITE_P(, FileWatchTest, testing::Bool(),
                          [](const auto& notices) { return notices.param ? "Notices" : "Comparison"; });
