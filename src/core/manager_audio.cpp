@@ -171,11 +171,11 @@ bool isSoundFile(const std::string& path, bool whole) {
 }
 
 // Those that are alive. Their players have threads that call the audio library: a script's os.exit destroys
-// no manager, but the library, and the threads must end before it. Made by the first manager, so that it
-// outlives static ones.
+// no manager, but the library, and the threads must end before it. The list is not destroyed: static managers
+// would outlive it.
 std::vector<MusicManager*>& musicManagers() {
-    static std::vector<MusicManager*> alive;
-    return alive;
+    static auto* const alive = new std::vector<MusicManager*>;
+    return *alive;
 }
 
 void endMusic() {
