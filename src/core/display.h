@@ -9,7 +9,7 @@ bool HasDisplay();
 /// first.
 const char* DisplayProblem();
 
-/// What every program does at its start: makes standard output line-buffered, also into a pipe, and checks
-/// the display.
+/// What every program does at its start: sets limits for its memory, makes standard output line-buffered,
+/// also into a pipe, and checks the display.
 /// @return false after printing one line to standard error when no window can be opened.
 bool StartConsole();

@@ -1,6 +1,8 @@
 // Settings of the C library's heap, and pages of the program's file.
 #include "memoryuse.h"
 
+#include <algorithm>
+
 #ifdef __GLIBC__
 #include <malloc.h>
 #endif
@@ -43,7 +45,8 @@ extern const char __executable_start, etext;
 namespace {
 
 constexpr std::size_t kLargeData = 4u << 20; // bytes from which large pages pay
-constexpr rlim_t kDeepStack = 256u << 20;    // bytes; 6,500 calls of 16 KB fit into a Lua stack
+constexpr rlim_t kDeepStack = 120u << 20;    // bytes; below a stack, systems keep 128 MB free at least
+rlim_t usualStack = 0;                       // bytes; 0: the limit is not ours
 
 // Advises about the pages that lie within n bytes.
 void advise(const void* bytes, std::size_t n, int advice) {
@@ -53,6 +56,14 @@ void advise(const void* bytes, std::size_t n, int advice) {
     const std::uintptr_t end = (start + n) / page * page;
     if (first < end)
         madvise(reinterpret_cast<void*>(first), end - first, advice);
+}
+
+void limitStack(rlim_t bytes) {
+    rlimit stack;
+    if (getrlimit(RLIMIT_STACK, &stack) != 0)
+        return;
+    stack.rlim_cur = std::min(bytes, stack.rlim_max);
+    setrlimit(RLIMIT_STACK, &stack);
 }
 
 } // namespace
@@ -70,8 +81,18 @@ void AllowDeepCalls() {
     rlimit stack;
     if (getrlimit(RLIMIT_STACK, &stack) != 0 || stack.rlim_cur >= kDeepStack)
         return;
-    stack.rlim_cur = stack.rlim_max < kDeepStack ? stack.rlim_max : kDeepStack;
-    setrlimit(RLIMIT_STACK, &stack);
+    usualStack = stack.rlim_cur;
+    limitStack(kDeepStack);
+}
+
+UsualStackLimit::UsualStackLimit() {
+    if (usualStack != 0)
+        limitStack(usualStack);
+}
+
+UsualStackLimit::~UsualStackLimit() {
+    if (usualStack != 0)
+        limitStack(kDeepStack);
 }
 
 void DropCodePages() {
@@ -79,6 +100,9 @@ void DropCodePages() {
 }
 #else
 void AllowDeepCalls() {}
+
+UsualStackLimit::UsualStackLimit() = default;
+UsualStackLimit::~UsualStackLimit() = default;
 
 void DropCodePages() {}
 

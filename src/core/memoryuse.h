@@ -12,9 +12,21 @@ void KeepHeapTight();
 /// copy of a large mesh, say) is not mapped and cleared anew each time.
 void LetHeapGrow();
 
-/// Lets the main thread's stack grow to 256 MB, if the system allows it. LuaJIT counts the calls of a script
-/// but not the memory below: 700 nested calls of string.gsub fill the usual 8 MB, which ends the process.
+/// Lets the main thread's stack grow to 120 MB, if the system allows it. LuaJIT counts the calls of a script
+/// but not the memory below: 500 nested calls of string.gsub fill the usual 8 MB, which ends the process, and
+/// 6,500 of them fit into a Lua stack. Coroutines that start one another have a Lua stack each, so that they
+/// still end it.
 void AllowDeepCalls();
+
+/// While one lives, the stack's limit is that from before AllowDeepCalls: for starting other programs, which
+/// inherit it and give as much to each of their threads.
+class UsualStackLimit {
+public:
+    UsualStackLimit();
+    ~UsualStackLimit();
+    UsualStackLimit(const UsualStackLimit&) = delete;
+    UsualStackLimit& operator=(const UsualStackLimit&) = delete;
+};
 
 /// Lets go of the pages of the program's own code: what only its start needs is read from the file no more.
 void DropCodePages();

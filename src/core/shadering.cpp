@@ -208,11 +208,13 @@ void printShaderErrors(const char* stage, const char* name, unsigned shader, boo
     printf("%s ERROR( %s ): \n%s\n", stage, name, log);
 }
 
-void compileInto(unsigned program, unsigned kind, ShaderStage& stage) {
-    stage.shader = toNumber(createShaderObject(kind));
+void setSource(ShaderStage& stage) {
     const char* start = stage.text.CStr();
     GLint length = stage.text.Len();
     shaderSource(toHandle(stage.shader), 1, &start, &length);
+}
+
+void compileInto(unsigned program, const ShaderStage& stage) {
     compileShader(toHandle(stage.shader));
     attachObject(toHandle(program), toHandle(stage.shader));
 }
@@ -225,8 +227,12 @@ unsigned buildProgram(ShaderStage& vert, ShaderStage& frag) {
         return 0;
     }
     const unsigned program = toNumber(createProgramObject());
-    compileInto(program, GL_VERTEX_SHADER_ARB, vert);
-    compileInto(program, GL_FRAGMENT_SHADER_ARB, frag);
+    vert.shader = toNumber(createShaderObject(GL_VERTEX_SHADER_ARB));
+    frag.shader = toNumber(createShaderObject(GL_FRAGMENT_SHADER_ARB));
+    setSource(vert);
+    setSource(frag);
+    compileInto(program, vert);
+    compileInto(program, frag);
     linkProgram(toHandle(program));
     return program;
 }

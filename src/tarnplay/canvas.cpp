@@ -63,11 +63,17 @@ public:
     void PictureReady(Player&) override {
         if (framebuffer == 0)
             return;
-        const GLint bound = valueOf(GL_FRAMEBUFFER_BINDING_EXT);
+        bound = static_cast<GLuint>(valueOf(GL_FRAMEBUFFER_BINDING_EXT));
         gl.bindFramebuffer(GL_READ_FRAMEBUFFER_EXT, framebuffer);
         gl.bindFramebuffer(GL_DRAW_FRAMEBUFFER_EXT, 0);
         gl.blitFramebuffer(0, 0, width, height, 0, 0, width, height, GL_COLOR_BUFFER_BIT, GL_NEAREST);
-        gl.bindFramebuffer(GL_FRAMEBUFFER_EXT, static_cast<GLuint>(bound));
+        gl.bindFramebuffer(GL_FRAMEBUFFER_EXT, framebuffer); // whose picture is read next
+    }
+
+    // A script may go on drawing into its render target in the next frame.
+    void Presented(Player&) override {
+        if (framebuffer != 0)
+            gl.bindFramebuffer(GL_FRAMEBUFFER_EXT, bound);
     }
 
 private:
@@ -121,6 +127,7 @@ private:
     Functions gl{};
     GLuint framebuffer = 0; // 0: frames are drawn into the window
     GLuint colour = 0, depth = 0;
+    GLuint bound = 0; // when the frame was ready
     GLenum colourFormat = GL_RGB8;
     int width = 0, height = 0; // pixels; 0 before the window is open
 };

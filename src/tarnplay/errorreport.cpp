@@ -135,7 +135,7 @@ std::string rewordMadeUpName(const SourceLines& source, int compiledLine, std::s
         if (close == std::string::npos || kind == std::string::npos)
             return "";
         const std::string name = message.substr(quote + 2, end - quote - 2);
-        if (!IsMadeUp(name))
+        if (!source.IsMadeUp(name))
             continue;
         const std::string meant = source.MeaningOf(name, compiledLine);
         if (meant.empty())
@@ -147,10 +147,10 @@ std::string rewordMadeUpName(const SourceLines& source, int compiledLine, std::s
     return "";
 }
 
-// "(to close 'if' at line 507)" counts the lines of the compiled Lua.
+// "'end' expected (to close 'if' at line 507)" counts the lines of the compiled Lua.
 void rewordLine(const SourceLines& source, std::string& message) {
     const std::string before = "' at line ";
-    const std::size_t closing = message.find(" (to close '");
+    const std::size_t closing = message.find("' expected (to close '");
     const std::size_t at = closing == std::string::npos ? closing : message.find(before, closing);
     if (at == std::string::npos)
         return;

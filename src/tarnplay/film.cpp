@@ -1,6 +1,7 @@
 // Piping frames into ffmpeg.
 #include "film.h"
 
+#include "memoryuse.h"
 #include "opengl.h"
 #include "player.h"
 #include "strfuncs.h"
@@ -117,6 +118,7 @@ bool Sink::Start(const Words& words) {
     sigemptyset(&pipeSignal);
     sigaddset(&pipeSignal, SIGPIPE);
     posix_spawnattr_setsigdefault(&attributes, &pipeSignal);
+    const UsualStackLimit usual;
     const int failed = posix_spawn(&process, pointers[0], &files, &attributes, pointers.data(), environ);
     posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&files);

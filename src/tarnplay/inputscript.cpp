@@ -231,13 +231,15 @@ std::string encoded(const std::string& text) {
 std::optional<std::string> decoded(const std::string& word) {
     std::string text;
     for (std::size_t at = 0; at < word.size(); ++at) {
-        const bool code = word[at] == '%';
-        char* end = nullptr;
-        const std::string digits = code ? word.substr(at + 1, 2) : "";
-        text += code ? static_cast<char>(std::strtol(digits.c_str(), &end, 16)) : word[at];
-        if (code && (digits.size() != 2 || *end != '\0'))
+        if (word[at] != '%') {
+            text += word[at];
+            continue;
+        }
+        const std::string digits = word.substr(at + 1, 2);
+        if (digits.size() != 2 || digits.find_first_not_of("0123456789ABCDEFabcdef") != std::string::npos)
             return std::nullopt;
-        at += digits.size();
+        text += static_cast<char>(std::strtol(digits.c_str(), nullptr, 16));
+        at += 2;
     }
     return text;
 }

@@ -148,6 +148,10 @@ void DeleteProgram(const Shader& shader) {
             gl().deleteObject(toHandle(object));
 }
 
+void ForgetUniforms() {
+    declaredUniforms.clear();
+}
+
 void ReplaceProgram(Shader& shader, const Shader& fresh) {
     const unsigned current = CurrentProgram();
     carryUniforms(shader, fresh.program);

@@ -17,6 +17,9 @@ std::string LogOf(unsigned object);
 /// Deletes the program and its two shaders; any may be 0.
 void DeleteProgram(const Shader& shader);
 
+/// Forgets what ReplaceProgram knows of uniforms: the shaders are about to be destroyed.
+void ForgetUniforms();
+
 /// Gives fresh's program to shader, and to it the values of the uniforms that the script has declared and
 /// set. Both must be linked. The old program is deleted. The current program stays so; in place of the old
 /// one it is none.

@@ -45,6 +45,7 @@ void deletePrograms(ShaderManager& shaders) {
     for (int i = 0; i < shaders.itemCount; ++i)
         if (const auto* shader = reinterpret_cast<const Shader*>(shaders.GetLoadedItem(i)))
             DeleteProgram(*shader);
+    ForgetUniforms();
 }
 
 void forgetContent(LuaThingy& host) {

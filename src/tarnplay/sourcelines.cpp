@@ -226,7 +226,7 @@ bool takeQuoted(const std::string& message, const char* kind, ErrorHint& hint) {
         return false;
     const std::size_t from = start + opening.size();
     const std::string name = message.substr(from, message.find('\'', from) - from);
-    if (name.empty() || name == "?" || IsMadeUp(name))
+    if (name.empty() || name == "?")
         return false;
     hint.kind = kind;
     hint.names.push_back(name);
@@ -284,11 +284,6 @@ std::size_t findOperator(const std::string& line, const std::string& operators, 
 }
 
 } // namespace
-
-bool IsMadeUp(const std::string& name) {
-    return name.size() > 3 && name[0] == '_' && std::isdigit(static_cast<unsigned char>(name.back())) &&
-           name.find('_', 1) != std::string::npos;
-}
 
 ErrorHint ReadHint(const std::string& message) {
     ErrorHint hint;
@@ -393,6 +388,16 @@ std::vector<std::string> SourceLines::privCompiledTokens(int compiledLine) const
     return tokens;
 }
 
+// Authors may have such names, too.
+bool SourceLines::IsMadeUp(const std::string& name) const {
+    const bool looksSo = name.size() > 3 && name[0] == '_' &&
+                         std::isdigit(static_cast<unsigned char>(name.back())) &&
+                         name.find('_', 1) != std::string::npos;
+    return looksSo && IsCompiled() && std::none_of(lines.begin(), lines.end(), [&](const std::string& line) {
+               return line.find(name) != std::string::npos;
+           });
+}
+
 std::string SourceLines::privDefinition(const std::string& madeUp, int compiledLine) const {
     const std::string definition = "local " + madeUp + " = ";
     for (int line = compiledLine - 1; line >= std::max(1, compiledLine - kMost); --line) {
@@ -410,7 +415,9 @@ std::string SourceLines::MeaningOf(const std::string& madeUp, int compiledLine) 
     const bool isPath =
         !meaning.empty() && isNameStart(meaning[0]) &&
         std::all_of(meaning.begin(), meaning.end(), [](char c) { return isNamePart(c) || c == '.'; });
-    if (!isPath || std::any_of(names.begin(), names.end(), IsMadeUp))
+    const bool isConstant = meaning == "nil" || meaning == "true" || meaning == "false";
+    const auto isMadeUp = [this](const std::string& name) { return IsMadeUp(name); };
+    if (!isPath || isConstant || std::any_of(names.begin(), names.end(), isMadeUp))
         return "";
     const std::string self = "self.";
     return meaning.compare(0, self.size(), self) == 0 ? "@" + meaning.substr(self.size()) : meaning;

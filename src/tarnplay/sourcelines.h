@@ -12,10 +12,9 @@
 
 /// What a message says about the spot where it was raised.
 struct ErrorHint {
-    std::vector<std::string>
-        names;             ///< of fields, methods and variables; none of those that a compiler made up
-    std::string kind;      ///< "field", "method", "local", ... of the first name; or empty
-    std::string operators; ///< characters one of which stands at the spot; empty when not known
+    std::vector<std::string> names; ///< of fields, methods and variables
+    std::string kind;               ///< "field", "method", "local", ... of the first name; or empty
+    std::string operators;          ///< characters one of which stands at the spot; empty when not known
 };
 
 /// @param message without its position
@@ -44,6 +43,8 @@ public:
     const std::string& Code(int line) const;
     /// @return the source's line, from 1 to Count(); what is not known counts as plain Lua
     int Find(const CompiledSpan& span, const ErrorHint& hint) const;
+    /// Whether a name is one of those that the MoonScript compiler has made: "_list_0", "_base_1".
+    bool IsMadeUp(const std::string& name) const;
     /// @param madeUp a local that the MoonScript compiler has made
     /// @param compiledLine that uses it
     /// @return what the author wrote there, when that is a name or names joined by dots; otherwise ""
@@ -74,9 +75,6 @@ private:
     std::vector<std::string> compiled; // lines of Lua; empty for a source in Lua
     std::vector<int> origins; // of each compiled line: the source's line, 0 when the compiler does not say
 };
-
-/// Whether a name is one of those that the MoonScript compiler makes: "_list_0", "_base_1".
-bool IsMadeUp(const std::string& name);
 
 /// @return bytes before the spot in a source line that the hint tells about; otherwise its indentation
 std::size_t FindColumn(const std::string& line, const ErrorHint& hint);

@@ -126,6 +126,8 @@ TEST_F(Errors, AreToldInTheAuthorsTerms) {
         {"marked.moon", "\xEF\xBB\xBFx = 1\n", "marked.moon:1: Failed to parse: the file begins with a byte"},
         {"with.moon", "export Init = ->\n  with a.b\n    .x = 1\nexport a = {}\n",
          "index 'a.b' (a nil value)\n"},
+        {"own.moon", "export Init = ->\n  _old_2 = a.b\n  _old_2.x = 1\nexport a = {}\n",
+         "\nown.moon:3: attempt to index local '_old_2' (a nil value)\n"},
         {"loop.moon", "x = [i for i = 1, 2]\n\nfor i = 1, 2\n  continue if i == 1\n  return i\n",
          "(to close 'repeat' at line 3)"},
         {"missing.lua", "require 'absent'", "not found:\n        no file './scripts/absent.moon'\n"},

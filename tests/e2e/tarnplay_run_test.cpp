@@ -257,7 +257,9 @@ TEST_F(Run, AnOlderReportNeverPassesForItsOwn) {
 // The sound system's forty lines hid the author's message.
 TEST_F(Run, AMissingSoundCardIsOneLine) {
     script("game.lua", "function Init() AddAudio('sounds/click.wav') Audio('click') end function Draw() end");
-    EXPECT_EQ(0, run({"--frames", "2", "game.lua"}, "", {"ALSOFT_DRIVERS=alsa"}));
+    EXPECT_EQ(0,
+              run({"--frames", "2", "game.lua"}, "", {"ALSOFT_DRIVERS=alsa", "ALSA_CONFIG_PATH=/dev/null"}));
+    EXPECT_TRUE(printed("Failed to open the audio device")) << output;
     EXPECT_FALSE(printed("ALSA lib ") || printed("AL lib: ")) << output;
 }
 

@@ -33,7 +33,7 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{"99999999999 key A up", "no frame: \"99999999999\""},
         Wrong{"7 # what?", "nothing happens in this frame"},
         Wrong{"3 hash 12", "wanted is: FRAME hash and 16 hexadecimal digits"},
-        Wrong{"save best 4%4",
+        Wrong{"save best %+4",
               "neither a frame nor seed N, size WIDTH HEIGHT, shaders off, frames N, save KEY TEXT: "
               "\"save\""},
         Wrong{"3 \x1b[2J", "there is no event \"?[2J\""}));
