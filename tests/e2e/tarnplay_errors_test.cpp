@@ -134,7 +134,7 @@ TEST_F(Errors, AreToldInTheAuthorsTerms) {
         {"empty.lua", "", "\nempty.lua:1: the script has no function Init\n"},
         // The C library's stack ended before Lua's.
         {"nested.lua", "local function f() return (('a'):gsub('a', f)) end\nfunction Init() f() end\n",
-         "\nnested.lua:1: stack overflow\n"},
+         "stack overflow\n  1 | local function f() return (("},
         // LuaJIT has no room left there for asking it where.
         {"deep.lua",
          "local function f()\n  local a = 1\n  return a + f()\nend\nfunction Init() end\nfunction Draw()\n  "

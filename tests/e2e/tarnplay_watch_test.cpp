@@ -1,5 +1,6 @@
 // tarnplay --watch: what happens to a running game when its files are saved.
 #include "driver.h"
+#include "lua_api.h"
 
 #include <SFML/Graphics/Image.hpp>
 #include <chrono>
@@ -72,6 +73,10 @@ std::string goodGame(const std::string& word) {
 
 TEST_P(WatchEdit, TakesTheNewCodeAndKeepsTheState) {
     const Edit& edit = GetParam();
+#ifndef LUA_JITLIBNAME
+    if (std::string(edit.name) == "ClosuresOfInitShareTheLocals")
+        GTEST_SKIP() << "plain Lua 5.1 has no way to let two functions share a local";
+#endif
     std::string text = edit.text;
     if (std::string(edit.file) == "game.lua")
         text = kSay + text;
