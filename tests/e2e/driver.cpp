@@ -185,6 +185,18 @@ void EndToEnd::movePointerBy(int x, int y) {
     ASSERT_EQ(0, runCommand({"xdotool", "mousemove_relative", "--", std::to_string(x), std::to_string(y)}));
 }
 
+std::array<int, 2> EndToEnd::pointerPosition() {
+    Display* const server = XOpenDisplay(nullptr);
+    Window root = 0, child = 0;
+    std::array<int, 2> position{};
+    int inside[2];
+    unsigned buttons = 0;
+    XQueryPointer(server, DefaultRootWindow(server), &root, &child, &position[0], &position[1], &inside[0],
+                  &inside[1], &buttons);
+    XCloseDisplay(server);
+    return position;
+}
+
 std::array<int, 3> EndToEnd::screenPixel(int x, int y) {
     Display* const server = XOpenDisplay(nullptr);
     XImage* image = XGetImage(server, DefaultRootWindow(server), x, y, 1, 1, AllPlanes, ZPixmap);

@@ -78,6 +78,8 @@ protected:
     void keyUp(const std::string& name) { ASSERT_EQ(0, runCommand({"xdotool", "keyup", name})); }
     void click(int button = 1) { ASSERT_EQ(0, runCommand({"xdotool", "click", std::to_string(button)})); }
     void movePointerBy(int x, int y);
+    /// Where the pointer is on the screen.
+    static std::array<int, 2> pointerPosition();
     /// RGB of one pixel of the screen, counted from the top left.
     static std::array<int, 3> screenPixel(int x, int y);
     /// Waits until check() holds; false after the time limit.

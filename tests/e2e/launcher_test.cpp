@@ -16,9 +16,11 @@ protected:
     }
     /// Moves the launcher's cursor by this much of its 2D camera, in steps that stay inside the window.
     void aim(float x, float y) {
+        const std::array<int, 2> centre = pointerPosition();
         for (int step = 0; step < 4; ++step) {
             movePointerBy(static_cast<int>(x * 256.0f), static_cast<int>(-y * 256.0f));
-            pause(40); // longer than a frame
+            EXPECT_TRUE(eventually([&] { return pointerPosition() == centre; })) << "the motion was not seen";
+            pause(40); // the next frame hears of the centring, and motion at that very moment is lost
         }
     }
 };
