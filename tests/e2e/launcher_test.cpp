@@ -8,6 +8,12 @@ const char kHello[] = "function Init() print('hello from '..GetScriptsPath()) en
 class Launcher : public EndToEnd {
 protected:
     std::string prefs() const { return readText(directory + "/prefs.txt"); }
+    /// On a machine that stops for a moment, the engine may lose a motion between reading the pointer and
+    /// centring it, and what is clicked then is something else.
+    template <typename Steps>
+    static bool inThreeTries(Steps steps) {
+        return steps() || steps() || steps();
+    }
     /// The launcher takes the pointer's motion from its fourth frame on. The first rate line comes later,
     /// unless the start has taken longer than a second.
     static testing::AssertionResult ready(Program& engine) {
@@ -20,7 +26,7 @@ protected:
         for (int step = 0; step < 4; ++step) {
             movePointerBy(static_cast<int>(x * 256.0f), static_cast<int>(-y * 256.0f));
             EXPECT_TRUE(eventually([&] { return pointerPosition() == centre; })) << "the motion was not seen";
-            pause(40); // the next frame hears of the centring, and motion at that very moment is lost
+            pause(100); // the next frame hears of the centring, and motion at that very moment is lost
         }
     }
 };
@@ -48,30 +54,34 @@ TEST_F(Launcher, AKeyStartsTheRememberedScriptAndEscapeEndsIt) {
 
 TEST_F(Launcher, ClicksSetOptionsAndStartTheScriptUnderTheCursor) {
     script("only.lua", kHello);
-    writeText(directory + "/prefs.txt", "\5"); // an old choice beyond the list: nothing is selected
-    Program engine("tarnEngine", {}, directory);
-    ASSERT_TRUE(ready(engine));
-    key("space"); // no valid selection: nothing may start
-    aim(-0.5f, 0.6f);
-    click();
-    aim(0.0f, -0.2f); // from "disable shaders" down to the script
-    EXPECT_EQ("\5", prefs());
-    click();
-    EXPECT_TRUE(engine.WaitFor("hello from"));
-    EXPECT_EQ(std::string("\0\0", 2), prefs()) << "script 0, normal size, shaders off without its zero byte";
+    EXPECT_TRUE(inThreeTries([&] {
+        writeText(directory + "/prefs.txt", "\5"); // an old choice beyond the list: nothing is selected
+        Program engine("tarnEngine", {}, directory);
+        EXPECT_TRUE(ready(engine));
+        key("space"); // no valid selection: nothing may start
+        aim(-0.5f, 0.6f);
+        click();
+        aim(0.0f, -0.2f); // from "disable shaders" down to the script
+        EXPECT_EQ("\5", prefs());
+        click();
+        // Script 0, normal size, shaders off without its zero byte.
+        return engine.WaitFor("hello from") && prefs() == std::string("\0\0", 2);
+    }));
 }
 
 TEST_F(Launcher, EscapeEndsWithoutStartingAndSavesTheSettings) {
     script("only.lua", kHello);
-    writeText(directory + "/prefs.txt", std::string("\0\2\1", 3));
-    Program engine("tarnEngine", {}, directory);
-    ASSERT_TRUE(ready(engine));
-    aim(0.0f, 0.7f); // "max size"
-    click();
-    key("Escape");
-    EXPECT_EQ(0, engine.WaitForExit());
-    EXPECT_EQ(std::string::npos, engine.Output().find("Scripttype"));
-    EXPECT_EQ(std::string("\0\1\1", 3), prefs());
+    EXPECT_TRUE(inThreeTries([&] {
+        writeText(directory + "/prefs.txt", std::string("\0\2\1", 3));
+        Program engine("tarnEngine", {}, directory);
+        EXPECT_TRUE(ready(engine));
+        aim(0.0f, 0.7f); // "max size"
+        click();
+        key("Escape");
+        EXPECT_EQ(0, engine.WaitForExit());
+        EXPECT_EQ(std::string::npos, engine.Output().find("Scripttype"));
+        return prefs() == std::string("\0\1\1", 3);
+    }));
 }
 
 TEST_F(Launcher, MaxSizeTakesTheWholeScreen) {
